@@ -1,0 +1,112 @@
+#include "NotchModel.h"
+
+#include <limits>
+
+NotchModel::NotchModel(QObject *parent) : QObject(parent) {}
+
+QString NotchModel::tabTitle(Tab tab)
+{
+    switch (tab) {
+    case Tab::Board:
+        return QStringLiteral("Board");
+    case Tab::Notes:
+        return QStringLiteral("Notes");
+    case Tab::Settings:
+        return QStringLiteral("Settings");
+    }
+    Q_UNREACHABLE();
+    return {};
+}
+
+void NotchModel::setOpen(bool open)
+{
+    if (m_isOpen == open)
+        return;
+    m_isOpen = open;
+    emit isOpenChanged();
+}
+
+void NotchModel::setPinned(bool pinned)
+{
+    if (m_isPinned == pinned)
+        return;
+    m_isPinned = pinned;
+    emit isPinnedChanged();
+}
+
+void NotchModel::setTab(Tab tab)
+{
+    if (m_tab == tab)
+        return;
+    m_tab = tab;
+    emit tabChanged();
+}
+
+void NotchModel::setEditing(bool editing)
+{
+    if (m_isEditing == editing)
+        return;
+    m_isEditing = editing;
+    emit isEditingChanged();
+}
+
+void NotchModel::setShowCalendar(bool show)
+{
+    if (m_showCalendar == show)
+        return;
+    m_showCalendar = show;
+    emit showCalendarChanged();
+}
+
+void NotchModel::setRecording(std::optional<ShortcutTarget> target)
+{
+    if (m_recording == target)
+        return;
+    m_recording = target;
+    emit recordingChanged();
+}
+
+QVariant NotchModel::recordingValue() const
+{
+    return m_recording ? QVariant::fromValue(*m_recording) : QVariant();
+}
+
+void NotchModel::setRecordingValue(const QVariant &value)
+{
+    if (!value.isValid() || value.isNull()) {
+        setRecording(std::nullopt);
+        return;
+    }
+    bool ok = false;
+    const int raw = value.toInt(&ok);
+    if (ok && (raw == int(ShortcutTarget::Open) || raw == int(ShortcutTarget::SwitchTab)))
+        setRecording(ShortcutTarget(raw));
+}
+
+void NotchModel::requestAddFocus()
+{
+    if (m_focusAddRequest == std::numeric_limits<int>::max())
+        qFatal("NotchModel: focusAddRequest overflow");
+    ++m_focusAddRequest;
+    emit focusAddRequestChanged();
+}
+
+void NotchModel::setNotchSize(QSizeF size)
+{
+    if (m_notchSize == size)
+        return;
+    m_notchSize = size;
+    emit notchSizeChanged();
+}
+
+void NotchModel::requestClose() const
+{
+    if (m_closeRequested)
+        m_closeRequested();
+}
+
+void NotchModel::requestOpen(bool pin) const
+{
+    if (m_openRequested)
+        m_openRequested(pin);
+}

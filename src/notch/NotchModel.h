@@ -1,0 +1,99 @@
+#pragma once
+
+#include <QObject>
+#include <QSizeF>
+#include <QVariant>
+
+#include <functional>
+#include <optional>
+
+// The transient state of the panel. Nothing here is persisted: every launch starts from the
+// defaults.
+class NotchModel : public QObject {
+    Q_OBJECT
+    Q_PROPERTY(bool isOpen READ isOpen WRITE setOpen NOTIFY isOpenChanged)
+    Q_PROPERTY(bool isPinned READ isPinned WRITE setPinned NOTIFY isPinnedChanged)
+    Q_PROPERTY(Tab tab READ tab WRITE setTab NOTIFY tabChanged)
+    Q_PROPERTY(bool isEditing READ isEditing WRITE setEditing NOTIFY isEditingChanged)
+    Q_PROPERTY(bool showCalendar READ showCalendar WRITE setShowCalendar NOTIFY showCalendarChanged)
+    // Null while nothing is being recorded, otherwise a ShortcutTarget.
+    Q_PROPERTY(
+        QVariant recording READ recordingValue WRITE setRecordingValue NOTIFY recordingChanged)
+    Q_PROPERTY(int focusAddRequest READ focusAddRequest NOTIFY focusAddRequestChanged)
+    Q_PROPERTY(QSizeF notchSize READ notchSize WRITE setNotchSize NOTIFY notchSizeChanged)
+    Q_PROPERTY(QSizeF openSize READ openSizeValue CONSTANT)
+    Q_PROPERTY(qreal wingWidth READ wingWidthValue CONSTANT)
+
+public:
+    enum class Tab { Board, Notes, Settings };
+    Q_ENUM(Tab)
+    enum class ShortcutTarget { Open, SwitchTab };
+    Q_ENUM(ShortcutTarget)
+
+    static constexpr QSizeF openSize{780, 380};
+    static constexpr qreal wingWidth = 64;
+    static constexpr QSizeF defaultNotchSize{190, 32};
+
+    explicit NotchModel(QObject *parent = nullptr);
+
+    [[nodiscard]] static QList<Tab> allTabs() { return {Tab::Board, Tab::Notes, Tab::Settings}; }
+    // The tab's raw value, shown as its title.
+    Q_INVOKABLE static QString tabTitle(NotchModel::Tab tab);
+
+    [[nodiscard]] bool isOpen() const { return m_isOpen; }
+    void setOpen(bool open);
+    [[nodiscard]] bool isPinned() const { return m_isPinned; }
+    void setPinned(bool pinned);
+    [[nodiscard]] Tab tab() const { return m_tab; }
+    void setTab(Tab tab);
+    [[nodiscard]] bool isEditing() const { return m_isEditing; }
+    void setEditing(bool editing);
+    [[nodiscard]] bool showCalendar() const { return m_showCalendar; }
+    void setShowCalendar(bool show);
+    [[nodiscard]] std::optional<ShortcutTarget> recording() const { return m_recording; }
+    void setRecording(std::optional<ShortcutTarget> target);
+    [[nodiscard]] int focusAddRequest() const { return m_focusAddRequest; }
+    Q_INVOKABLE void requestAddFocus();
+    [[nodiscard]] QSizeF notchSize() const { return m_notchSize; }
+    void setNotchSize(QSizeF size);
+
+    // Installed once by the controller, which captures itself weakly so that the model never
+    // keeps it alive.
+    void setCloseRequested(std::function<void()> callback)
+    {
+        m_closeRequested = std::move(callback);
+    }
+    void setOpenRequested(std::function<void(bool)> callback)
+    {
+        m_openRequested = std::move(callback);
+    }
+    Q_INVOKABLE void requestClose() const;
+    Q_INVOKABLE void requestOpen(bool pin) const;
+
+signals:
+    void isOpenChanged();
+    void isPinnedChanged();
+    void tabChanged();
+    void isEditingChanged();
+    void showCalendarChanged();
+    void recordingChanged();
+    void focusAddRequestChanged();
+    void notchSizeChanged();
+
+private:
+    [[nodiscard]] QVariant recordingValue() const;
+    void setRecordingValue(const QVariant &value);
+    [[nodiscard]] QSizeF openSizeValue() const { return openSize; }
+    [[nodiscard]] qreal wingWidthValue() const { return wingWidth; }
+
+    bool m_isOpen = false;
+    bool m_isPinned = false;
+    Tab m_tab = Tab::Board;
+    bool m_isEditing = false;
+    bool m_showCalendar = false;
+    std::optional<ShortcutTarget> m_recording;
+    int m_focusAddRequest = 0;
+    QSizeF m_notchSize = defaultNotchSize;
+    std::function<void()> m_closeRequested;
+    std::function<void(bool)> m_openRequested;
+};

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <QtGlobal>
+
+#include <optional>
+
+// Shortcuts store the Mac virtual key numbering, so that stored values and defaults are the same
+// on every platform. This maps it to the Linux evdev code of the same physical key and back; an
+// X11 keycode is the evdev code plus 8.
+class KeyCodeTable {
+public:
+    KeyCodeTable() = delete;
+
+    static constexpr int x11Offset = 8;
+
+    [[nodiscard]] static std::optional<int> evdevFor(quint16 keyCode);
+    [[nodiscard]] static std::optional<quint16> keyCodeForEvdev(int evdev);
+    [[nodiscard]] static std::optional<quint32> x11For(quint16 keyCode);
+    [[nodiscard]] static std::optional<quint16> keyCodeForX11(quint32 x11Keycode);
+};

@@ -1,0 +1,41 @@
+#pragma once
+
+#include <QString>
+
+#include <memory>
+
+struct xkb_context;
+struct xkb_keymap;
+struct xkb_state;
+struct xcb_connection_t;
+
+// One keyboard layout, used to name keys the way the user's keyboard labels them.
+class KeyboardLayout {
+public:
+    ~KeyboardLayout();
+    KeyboardLayout(const KeyboardLayout &) = delete;
+    KeyboardLayout &operator=(const KeyboardLayout &) = delete;
+
+    // A layout compiled from XKB names ("us", "de", "fr"...); empty names give the system default.
+    // Null when the layout cannot be compiled.
+    [[nodiscard]] static std::unique_ptr<KeyboardLayout> fromNames(const QString &layout = {},
+                                                                   const QString &variant = {});
+    // The X server's keymap in its active group. Null without the XKB extension.
+    [[nodiscard]] static std::unique_ptr<KeyboardLayout> fromX11(xcb_connection_t *connection);
+
+    // The layout key names use: the X server's when the application runs on X11, otherwise the
+    // default keymap. Null only when no keymap can be had at all. Main thread only.
+    [[nodiscard]] static const KeyboardLayout *current();
+    // Forget the cached current layout, after the keymap or the active group changed.
+    static void invalidateCurrent();
+
+    // What the key types without modifiers, upper-cased; empty when it types nothing printable.
+    [[nodiscard]] QString keyName(quint32 x11Keycode) const;
+
+private:
+    KeyboardLayout(xkb_context *context, xkb_keymap *keymap, quint32 layoutIndex);
+
+    xkb_context *m_context;
+    xkb_keymap *m_keymap;
+    xkb_state *m_state;
+};
