@@ -1,0 +1,176 @@
+#include "model/Board.h"
+
+#include <QSet>
+#include <QTest>
+
+namespace {
+
+QStringList titles(const Board &board)
+{
+    QStringList result;
+    for (const Lane &lane : board.lanes())
+        result.append(lane.title());
+    return result;
+}
+
+Board boardWithTitles(const QStringList &laneTitles)
+{
+    QList<Lane> lanes;
+    for (const QString &title : laneTitles)
+        lanes.append(Lane(title));
+    return Board(lanes);
+}
+
+} // namespace
+
+class TestBoard : public QObject {
+    Q_OBJECT
+
+private slots:
+    void emptyBoard()
+    {
+        const Board board = Board::empty();
+        QCOMPARE(titles(board), (QStringList{u"To do"_qs, u"Doing"_qs, u"Done"_qs}));
+        QCOMPARE(board.lanes()[0].isComplete(), false);
+        QCOMPARE(board.lanes()[1].isComplete(), false);
+        QCOMPARE(board.lanes()[2].isComplete(), true);
+        for (const Lane &lane : board.lanes())
+            QVERIFY(lane.cards().isEmpty());
+        QVERIFY(!board.settingsBlock().has_value());
+    }
+
+    void ensureLanes_data()
+    {
+        QTest::addColumn<QStringList>("before");
+        QTest::addColumn<QStringList>("after");
+        QTest::newRow("nothing") << QStringList()
+                                 << QStringList{u"To do"_qs, u"Doing"_qs, u"Done"_qs};
+        QTest::newRow("Backlog, Review")
+            << QStringList{u"Backlog"_qs, u"Review"_qs}
+            << QStringList{u"Backlog"_qs, u"Doing"_qs, u"Done"_qs, u"Review"_qs};
+        QTest::newRow("Review, Done")
+            << QStringList{u"Review"_qs, u"Done"_qs}
+            << QStringList{u"To do"_qs, u"Doing"_qs, u"Review"_qs, u"Done"_qs};
+        QTest::newRow("out of role order") << QStringList{u"Doing"_qs, u"To do"_qs}
+                                           << QStringList{u"Doing"_qs, u"Done"_qs, u"To do"_qs};
+        QTest::newRow("two Done lanes stay")
+            << QStringList{u"To do"_qs, u"Doing"_qs, u"Done"_qs, u"Done"_qs}
+            << QStringList{u"To do"_qs, u"Doing"_qs, u"Done"_qs, u"Done"_qs};
+        QTest::newRow("custom lanes keep their places")
+            << QStringList{u"Ideas"_qs, u"WIP"_qs, u"Later"_qs}
+            << QStringList{u"To do"_qs, u"Ideas"_qs, u"WIP"_qs, u"Done"_qs, u"Later"_qs};
+    }
+    void ensureLanes()
+    {
+        QFETCH(QStringList, before);
+        QFETCH(QStringList, after);
+        Board board = boardWithTitles(before);
+        board.ensureLanes();
+        QCOMPARE(titles(board), after);
+        // Inserted lanes: only a new "Done" is complete.
+        for (const Lane &lane : board.lanes()) {
+            if (!before.contains(lane.title()))
+                QCOMPARE(lane.isComplete(), lane.title() == u"Done");
+        }
+        // Running it again changes nothing.
+        Board again = board;
+        again.ensureLanes();
+        QCOMPARE(titles(again), after);
+    }
+
+    void ensureLanesLeavesFoundLanesAlone()
+    {
+        Board board(
+            {Lane(u"Done"_qs, {Card(u"a"_qs)}, false), Lane(u"Doing"_qs, {Card(u"b"_qs)}, true)});
+        const Board before = board;
+        board.ensureLanes();
+        QCOMPARE(titles(board), (QStringList{u"To do"_qs, u"Done"_qs, u"Doing"_qs}));
+        QCOMPARE(board.lanes()[1], before.lanes()[0]);
+        QCOMPARE(board.lanes()[2], before.lanes()[1]);
+        QCOMPARE(board.lanes()[1].isComplete(), false);
+    }
+
+    void laneIndexAndCards()
+    {
+        Board board({Lane(u"Backlog"_qs, {Card(u"one"_qs)}),
+                     Lane(u"Done"_qs, {Card(u"x"_qs)}, true),
+                     Lane(u"Done ✅"_qs, {Card(u"y"_qs)}, true)});
+        QCOMPARE(board.laneIndex(LaneKind::Todo), std::optional<qsizetype>(0));
+        QCOMPARE(board.laneIndex(LaneKind::Doing), std::optional<qsizetype>());
+        QCOMPARE(board.laneIndex(LaneKind::Done), std::optional<qsizetype>(1));
+        QCOMPARE(board.cards(LaneKind::Done).size(), 1);
+        QCOMPARE(board.cards(LaneKind::Done).front().text(), u"x"_qs);
+        QVERIFY(board.cards(LaneKind::Doing).isEmpty());
+    }
+
+    void cardsOfRemovedLaneIsEmpty()
+    {
+        Board board = Board::empty();
+        board.lanes()[1].cards().append(Card(u"task"_qs));
+        QCOMPARE(board.cards(LaneKind::Doing).size(), 1);
+        board.lanes().removeAt(1);
+        QVERIFY(board.cards(LaneKind::Doing).isEmpty());
+    }
+
+    void locateAndKind()
+    {
+        const Card a(u"a"_qs), b(u"b"_qs), c(u"c"_qs), d(u"d"_qs);
+        Board board({Lane(u"To do"_qs, {a, b}), Lane(u"Review"_qs, {c}), Lane(u"Doing"_qs),
+                     Lane(u"Done"_qs, {d}, true)});
+        QCOMPARE(board.locate(b.id()), std::optional<Board::Position>({0, 1}));
+        QCOMPARE(board.locate(d.id()), std::optional<Board::Position>({3, 0}));
+        QCOMPARE(board.locate(QUuid::createUuid()), std::optional<Board::Position>());
+
+        QCOMPARE(board.kind(a.id()), std::optional<LaneKind>(LaneKind::Todo));
+        QCOMPARE(board.kind(d.id()), std::optional<LaneKind>(LaneKind::Done));
+        QCOMPARE(board.kind(c.id()), std::optional<LaneKind>());
+        QCOMPARE(board.kind(QUuid::createUuid()), std::optional<LaneKind>());
+    }
+
+    void locateFirstHitWins()
+    {
+        const Card card(u"same"_qs);
+        Board board({Lane(u"To do"_qs), Lane(u"Doing"_qs, {Card(u"x"_qs), card}),
+                     Lane(u"Done"_qs, {card}, true)});
+        QCOMPARE(board.locate(card.id()), std::optional<Board::Position>({1, 1}));
+    }
+
+    void cardIdentity()
+    {
+        const Card a(u"same"_qs);
+        const Card b(u"same"_qs);
+        QVERIFY(a.id() != b.id());
+        QVERIFY(!a.id().isNull());
+        QCOMPARE(a.id().version(), QUuid::Random);
+        QCOMPARE(a.id().variant(), QUuid::DCE);
+        QVERIFY(!(a == b));
+
+        Card copy = a;
+        QVERIFY(copy == a);
+        QCOMPARE(qHash(copy), qHash(a));
+        copy.setText(u"other"_qs);
+        QVERIFY(!(copy == a));
+        Card withLines = a;
+        withLines.appendExtraLine(u"\tnote"_qs);
+        QVERIFY(!(withLines == a));
+        QVERIFY(qHash(withLines) != qHash(a));
+
+        QSet<QUuid> ids;
+        for (int i = 0; i < 10000; ++i)
+            ids.insert(Card::newId());
+        QCOMPARE(ids.size(), 10000);
+    }
+
+    void valueSemantics()
+    {
+        Board original = Board::empty();
+        original.lanes()[0].cards().append(Card(u"task"_qs));
+        Board copy = original;
+        copy.lanes()[0].cards()[0].setText(u"changed"_qs);
+        QCOMPARE(original.lanes()[0].cards()[0].text(), u"task"_qs);
+        QVERIFY(!(copy == original));
+    }
+};
+
+QTEST_APPLESS_MAIN(TestBoard)
+#include "tst_board.moc"
