@@ -7,6 +7,7 @@
 #include <QJsonObject>
 #include <QKeyEvent>
 
+#include <cmath>
 #include <limits>
 
 namespace {
@@ -140,12 +141,13 @@ std::optional<Shortcut> Shortcut::fromJson(const QByteArray &json)
     const QJsonValue modifiers = object.value(QStringLiteral("modifiers"));
     if (!keyCode.isDouble() || !modifiers.isDouble())
         return std::nullopt;
-    // Whole numbers in range only: 45.5 or -1 is a damaged record, not a key.
+    // Whole numbers in range only: 45.5 or -1 is a damaged record, not a key. The range is
+    // checked before any conversion, which would be undefined for huge values.
     const double key = keyCode.toDouble();
     const double mods = modifiers.toDouble();
-    if (key != double(qint64(key)) || key < 0 || key > std::numeric_limits<quint16>::max())
+    if (!(key >= 0 && key <= std::numeric_limits<quint16>::max()) || key != std::floor(key))
         return std::nullopt;
-    if (mods != double(qint64(mods)) || mods < 0 || mods > std::numeric_limits<quint32>::max())
+    if (!(mods >= 0 && mods <= std::numeric_limits<quint32>::max()) || mods != std::floor(mods))
         return std::nullopt;
     return Shortcut(quint16(key), quint32(mods));
 }

@@ -56,6 +56,27 @@ QString deadKeyName(xkb_keysym_t sym)
     }
 }
 
+// Keys that type nothing but have a name printed on every keyboard.
+QString functionKeyName(xkb_keysym_t sym)
+{
+    if (sym >= XKB_KEY_F1 && sym <= XKB_KEY_F35)
+        return u'F' + QString::number(sym - XKB_KEY_F1 + 1);
+    switch (sym) {
+    case XKB_KEY_Home:
+        return QStringLiteral("Home");
+    case XKB_KEY_End:
+        return QStringLiteral("End");
+    case XKB_KEY_Prior:
+        return QStringLiteral("PgUp");
+    case XKB_KEY_Next:
+        return QStringLiteral("PgDn");
+    case XKB_KEY_Delete:
+        return QStringLiteral("\u2326");
+    default:
+        return {};
+    }
+}
+
 std::unique_ptr<KeyboardLayout> &cachedCurrent()
 {
     static std::unique_ptr<KeyboardLayout> layout;
@@ -157,6 +178,8 @@ QString KeyboardLayout::keyName(quint32 x11Keycode) const
         return {};
     char utf8[16];
     const int size = xkb_keysym_to_utf8(sym, utf8, sizeof utf8);
+    if (const QString named = functionKeyName(sym); !named.isEmpty())
+        return named;
     if (size <= 1)
         return deadKeyName(sym);
     const QString text = QString::fromUtf8(utf8, size - 1);
