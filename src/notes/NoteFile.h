@@ -1,0 +1,18 @@
+#pragma once
+
+#include <QDateTime>
+#include <QHashFunctions>
+#include <QString>
+
+// One Markdown note of the vault.
+class NoteFile {
+public:
+    QString path;   // relative to the vault, "/" separated, without ".md"
+    QString name;   // file name without extension
+    QString folder; // path without its last component; "" at the vault root
+    QDateTime modified;
+
+    friend bool operator==(const NoteFile &, const NoteFile &) = default;
+};
+
+size_t qHash(const NoteFile &note, size_t seed = 0) noexcept;
