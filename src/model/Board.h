@@ -5,6 +5,7 @@
 #include "LaneKind.h"
 
 #include <QList>
+#include <QMetaType>
 #include <QString>
 #include <QStringView>
 
@@ -54,3 +55,5 @@ private:
     // Verbatim from the "%% kanban:settings" line to the end of the file, trimmed.
     std::optional<QString> m_settingsBlock;
 };
+
+Q_DECLARE_METATYPE(Board)
