@@ -15,10 +15,10 @@
 #include <QSettings>
 
 #include <algorithm>
-#include <string_view>
 #include <cerrno>
 #include <cstring>
 #include <dirent.h>
+#include <string_view>
 #include <sys/stat.h>
 
 namespace {
@@ -497,8 +497,8 @@ std::optional<QString> BoardStore::previousBoardPath() const
                                        [](char c) { return static_cast<unsigned char>(c) < 0x80; });
         if (ascii) {
             // Plain ASCII compares the same as text, without decoding a name a day.
-            if (base.size() == 10 && bytes < QByteArrayView(today)
-                && (best.isEmpty() || bytes > QByteArrayView(bestBytes))) {
+            if (base.size() == 10 && bytes < QByteArrayView(today) &&
+                (best.isEmpty() || bytes > QByteArrayView(bestBytes))) {
                 bestBytes = bytes.toByteArray();
                 best = QString::fromLatin1(bestBytes);
             }
