@@ -2,6 +2,7 @@
 
 #include "NoteFile.h"
 
+#include <QByteArray>
 #include <QDateTime>
 #include <QList>
 #include <QString>
@@ -13,7 +14,7 @@ public:
 
     NotesIndex() = default;
 
-    // Walks the vault now, on up to four threads, and returns when done. Hidden entries are
+    // Walks the vault now, on the calling thread. Hidden entries are
     // skipped (and not descended into), only "*.md" entries are kept (by name alone, so a folder
     // "x.md" is a note too), entries below "<boardsFolder>/" are left out. Symlinked folders are
     // not followed. A folder's entries are walked in byte order of their names, so notes with
@@ -34,8 +35,8 @@ public:
 
 private:
     QList<NoteFile> m_notes;
-    // Every path lower-cased once and followed by a NUL, in list order, so that a keystroke is
-    // one search through one string; m_pathEnds[i] is where the NUL after note i sits.
-    QString m_lowerPaths;
+    // Every path lower-cased once, in UTF-8 and followed by a NUL, in list order, so that a
+    // keystroke is one search through one buffer; m_pathEnds[i] is where the NUL after note i sits.
+    QByteArray m_lowerPaths;
     QList<qsizetype> m_pathEnds;
 };
