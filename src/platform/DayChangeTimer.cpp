@@ -1,5 +1,7 @@
 #include "DayChangeTimer.h"
 
+#include "InotifyReader.h"
+
 #include <QFile>
 #include <QFileInfo>
 #include <QSocketNotifier>
@@ -76,30 +78,18 @@ void DayChangeTimer::Private::watchZoneTarget()
 bool DayChangeTimer::Private::readZoneEvents()
 {
     bool changed = false;
-    alignas(inotify_event) char buffer[4096];
-    for (;;) {
-        const ssize_t length = ::read(zoneFd, buffer, sizeof buffer);
-        if (length < 0 && errno == EINTR)
-            continue;
-        if (length <= 0)
-            break;
-        for (ssize_t offset = 0; offset < length;) {
-            inotify_event event;
-            std::memcpy(&event, buffer + offset, sizeof event);
-            const char *name = buffer + offset + sizeof event;
-            offset += ssize_t(sizeof event + event.len);
-            if (event.mask & IN_Q_OVERFLOW) {
+    readInotifyEvents(zoneFd, 64, [&](const inotify_event &event, const char *name) {
+        if (event.mask & IN_Q_OVERFLOW) {
+            changed = true;
+        } else if (event.wd == targetWatch) {
+            if (event.mask & IN_IGNORED)
+                targetWatch = -1;
+            else
                 changed = true;
-            } else if (event.wd == targetWatch) {
-                if (event.mask & IN_IGNORED)
-                    targetWatch = -1;
-                else
-                    changed = true;
-            } else if (event.len > 0 && zoneName == name) {
-                changed = true;
-            }
+        } else if (event.len > 0 && zoneName == name) {
+            changed = true;
         }
-    }
+    });
     return changed;
 }
 

@@ -1,5 +1,7 @@
 #include "FolderWatcher.h"
 
+#include "platform/InotifyReader.h"
+
 #include "store/TextFile.h"
 
 #include <QFile>
@@ -106,51 +108,37 @@ bool FolderWatcher::Private::readEvents()
 {
     bool changed = false;
     bool overflowed = false;
-    alignas(inotify_event) char buffer[16 * 1024];
-    // Bounded, so that a flood of changes cannot starve the event loop; the rest comes next time.
-    for (int round = 0; round < 64; ++round) {
-        const ssize_t length = ::read(fd, buffer, sizeof buffer);
-        if (length < 0 && errno == EINTR)
-            continue;
-        if (length <= 0)
-            break;
-        for (ssize_t offset = 0; offset < length;) {
-            inotify_event event;
-            std::memcpy(&event, buffer + offset, sizeof event);
-            const char *name = buffer + offset + sizeof event;
-            offset += ssize_t(sizeof event + event.len);
-
-            if (event.mask & IN_Q_OVERFLOW) {
-                overflowed = true;
-                continue;
-            }
-            if (event.mask & IN_IGNORED) {
-                folders.remove(event.wd);
-                if (event.wd == rootWatch)
-                    rootWatch = -1;
-                continue;
-            }
-            const auto folder = folders.constFind(event.wd);
-            if (folder == folders.cend())
-                continue; // a watch already given up, its last events still queued
-            if (event.len == 0 || name[0] == '\0') {
-                // Events on a folder itself; the parent reports the same change by name, except
-                // for the top folder.
-                if (event.wd == rootWatch || !(event.mask & (IN_DELETE_SELF | IN_MOVE_SELF)))
-                    changed = true;
-                continue;
-            }
-            if (!TextFile::isTemporaryName(QFile::decodeName(name)))
-                changed = true;
-            if (event.mask & IN_ISDIR) {
-                const QByteArray path = folder.value() + '/' + name;
-                if (event.mask & (IN_CREATE | IN_MOVED_TO))
-                    changed |= addTree(path, false);
-                else if (event.mask & IN_MOVED_FROM)
-                    forgetTree(path);
-            }
+    readInotifyEvents(fd, 64, [&](const inotify_event &event, const char *name) {
+        if (event.mask & IN_Q_OVERFLOW) {
+            overflowed = true;
+            return;
         }
-    }
+        if (event.mask & IN_IGNORED) {
+            folders.remove(event.wd);
+            if (event.wd == rootWatch)
+                rootWatch = -1;
+            return;
+        }
+        const auto folder = folders.constFind(event.wd);
+        if (folder == folders.cend())
+            return; // a watch already given up, its last events still queued
+        if (event.len == 0 || name[0] == '\0') {
+            // Events on a folder itself; the parent reports the same change by name, except
+            // for the top folder.
+            if (event.wd == rootWatch || !(event.mask & (IN_DELETE_SELF | IN_MOVE_SELF)))
+                changed = true;
+            return;
+        }
+        if (!TextFile::isTemporaryName(QFile::decodeName(name)))
+            changed = true;
+        if (event.mask & IN_ISDIR) {
+            const QByteArray path = folder.value() + '/' + name;
+            if (event.mask & (IN_CREATE | IN_MOVED_TO))
+                changed |= addTree(path, false);
+            else if (event.mask & IN_MOVED_FROM)
+                forgetTree(path);
+        }
+    });
     if (overflowed && rootWatch >= 0) {
         // Lost events may include new folders: look at the whole tree again.
         const QByteArray root = folders.value(rootWatch);
