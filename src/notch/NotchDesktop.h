@@ -1,0 +1,23 @@
+#pragma once
+
+#include <QPointF>
+#include <QRectF>
+
+// What the panel's behaviour needs from the desktop: where the pointer is, the notch screen, and
+// the few things it asks of the windows. The X11 glue implements it; tests fake it.
+class NotchDesktop {
+public:
+    virtual ~NotchDesktop() = default;
+
+    [[nodiscard]] virtual QPointF pointerPosition() const = 0;
+    [[nodiscard]] virtual bool anyMouseButtonDown() const = 0;
+    // The notch screen's whole area and the part left by the desktop's panels.
+    [[nodiscard]] virtual QRectF screenGeometry() const = 0;
+    [[nodiscard]] virtual QRectF availableGeometry() const = 0;
+
+    // Open: the content window takes clicks (and the keyboard when `focus`). Closed: clicks pass
+    // through everything but the sensor, and the keyboard goes back.
+    virtual void setPanelInteractive(bool interactive, bool focus) = 0;
+    // Global pointer motion is only needed while waiting for the pointer to leave the notch.
+    virtual void setExitWatch(bool on) = 0;
+};

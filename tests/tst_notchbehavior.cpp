@@ -1,0 +1,414 @@
+#include "notch/NotchBehavior.h"
+#include "notch/NotchDesktop.h"
+#include "store/BoardStore.h"
+#include "support/StoreFixture.h"
+
+#include <QKeyEvent>
+#include <QSignalSpy>
+#include <QTest>
+
+#include <memory>
+
+namespace {
+
+class FakeDesktop final : public NotchDesktop {
+public:
+    QPointF pointer{2000, 900};
+    bool buttonDown = false;
+    QRectF screen{0, 0, 1920, 1080};
+    QRectF available{0, 27, 1920, 1053};
+    bool interactive = false;
+    bool focused = false;
+    bool exitWatch = false;
+
+    [[nodiscard]] QPointF pointerPosition() const override { return pointer; }
+    [[nodiscard]] bool anyMouseButtonDown() const override { return buttonDown; }
+    [[nodiscard]] QRectF screenGeometry() const override { return screen; }
+    [[nodiscard]] QRectF availableGeometry() const override { return available; }
+    void setPanelInteractive(bool on, bool focus) override
+    {
+        interactive = on;
+        focused = focus;
+    }
+    void setExitWatch(bool on) override { exitWatch = on; }
+};
+
+// X11 keycodes of a US keyboard: the stored numbering is mapped from these.
+constexpr quint32 x11Escape = 9;
+constexpr quint32 x11Tab = 23;
+constexpr quint32 x11K = 45;
+constexpr quint32 x11J = 44;
+constexpr quint32 x11ControlL = 37;
+
+QKeyEvent key(int qtKey, Qt::KeyboardModifiers modifiers, quint32 nativeCode)
+{
+    return QKeyEvent(QEvent::KeyPress, qtKey, modifiers, nativeCode, 0, 0);
+}
+
+} // namespace
+
+class TestNotchBehavior : public QObject {
+    Q_OBJECT
+
+    std::unique_ptr<Scratch> m_scratch;
+    FakeClock m_clock;
+    RecordingLauncher m_launcher;
+    std::unique_ptr<BoardStore> m_store;
+    std::unique_ptr<NotchModel> m_model;
+    std::unique_ptr<FakeDesktop> m_desktop;
+    std::unique_ptr<NotchBehavior> m_behavior;
+
+    QPointF inPanel() const { return {960, 200}; }
+    QPointF onNotch() const { return {960, 10}; }
+    QPointF outside() const { return {1800, 900}; }
+
+    void openByHover()
+    {
+        m_desktop->pointer = onNotch();
+        m_behavior->sensorEntered();
+        QTRY_VERIFY_WITH_TIMEOUT(m_model->isOpen(), 1000);
+        m_behavior->sensorExited();
+        m_desktop->pointer = inPanel();
+        m_behavior->panelEntered();
+    }
+
+private slots:
+    void init()
+    {
+        m_scratch = std::make_unique<Scratch>();
+        m_store = std::make_unique<BoardStore>(&m_clock, &m_launcher);
+        m_store->setGreeting(std::nullopt);
+        m_model = std::make_unique<NotchModel>();
+        m_desktop = std::make_unique<FakeDesktop>();
+        m_behavior = std::make_unique<NotchBehavior>(m_model.get(), m_store.get(), m_desktop.get());
+    }
+    void cleanup()
+    {
+        m_behavior.reset();
+        m_model.reset();
+        m_store.reset();
+    }
+
+    void geometryWithoutNotch_data()
+    {
+        QTest::addColumn<QRectF>("screen");
+        QTest::addColumn<QRectF>("available");
+        QTest::addColumn<QSizeF>("notch");
+        QTest::newRow("top panel 27")
+            << QRectF(0, 0, 1920, 1080) << QRectF(0, 27, 1920, 1053) << QSizeF(190, 27);
+        QTest::newRow("no top panel")
+            << QRectF(0, 0, 1920, 1080) << QRectF(0, 0, 1920, 1040) << QSizeF(190, 24);
+        QTest::newRow("second screen")
+            << QRectF(1920, 0, 1280, 800) << QRectF(1920, 32, 1280, 768) << QSizeF(190, 32);
+    }
+    void geometryWithoutNotch()
+    {
+        QFETCH(QRectF, screen);
+        QFETCH(QRectF, available);
+        QFETCH(QSizeF, notch);
+        m_desktop->screen = screen;
+        m_desktop->available = available;
+        m_behavior->layout();
+        const NotchBehavior::Geometry &g = m_behavior->geometry();
+        QCOMPARE(g.notchSize, notch);
+        QCOMPARE(m_model->notchSize(), notch);
+        QCOMPARE(g.panel.size(), QSizeF(860, 420));
+        QCOMPARE(g.panel.center().x(), screen.center().x());
+        QCOMPARE(g.panel.top(), screen.top());
+        QCOMPARE(g.sensor.size(), QSizeF(notch.width() + 24, notch.height()));
+        QCOMPARE(g.sensor.center().x(), screen.center().x());
+        QCOMPARE(g.sensor.top(), screen.top());
+        // The open area grown by 12, clipped to the screen at the top.
+        QCOMPARE(g.openArea, QRectF(screen.center().x() - 402, screen.top(), 804, 392));
+    }
+
+    void brushOpensNothing()
+    {
+        m_desktop->pointer = onNotch();
+        m_behavior->sensorEntered();
+        QTest::qWait(50);
+        m_behavior->sensorExited();
+        QTest::qWait(250);
+        QVERIFY(!m_model->isOpen());
+    }
+
+    void hoverOpensUnpinned()
+    {
+        QElapsedTimer elapsed;
+        elapsed.start();
+        m_desktop->pointer = onNotch();
+        m_behavior->sensorEntered();
+        QTest::qWait(40);
+        QVERIFY(!m_model->isOpen());
+        QTRY_VERIFY_WITH_TIMEOUT(m_model->isOpen(), 1000);
+        QVERIFY(elapsed.elapsed() >= 90);
+        QVERIFY(!m_model->isPinned());
+        QVERIFY(m_desktop->interactive);
+        QVERIFY(!m_desktop->focused); // a hover never takes the keyboard
+    }
+
+    void leavingClosesAfterDelay()
+    {
+        openByHover();
+        m_desktop->pointer = outside();
+        m_behavior->panelExited();
+        QTest::qWait(200);
+        QVERIFY(m_model->isOpen());
+        QTRY_VERIFY_WITH_TIMEOUT(!m_model->isOpen(), 1000);
+        QVERIFY(!m_desktop->interactive);
+        QVERIFY(!m_behavior->isWaitingForExit());
+    }
+
+    void closeDelayExceptions_data()
+    {
+        QTest::addColumn<int>("exception");
+        QTest::newRow("pointer came back") << 0;
+        QTest::newRow("button held") << 1;
+        QTest::newRow("pinned") << 2;
+        QTest::newRow("editing") << 3;
+    }
+    void closeDelayExceptions()
+    {
+        QFETCH(int, exception);
+        openByHover();
+        m_desktop->pointer = outside();
+        m_behavior->panelExited();
+        switch (exception) {
+        case 0:
+            m_desktop->pointer = inPanel();
+            break;
+        case 1:
+            m_desktop->buttonDown = true;
+            break;
+        case 2:
+            m_model->setPinned(true);
+            break;
+        case 3:
+            m_model->setEditing(true);
+            break;
+        }
+        QTest::qWait(600);
+        QVERIFY(m_model->isOpen());
+    }
+
+    void comingBackCancelsClose()
+    {
+        openByHover();
+        m_desktop->pointer = outside();
+        m_behavior->panelExited();
+        QTest::qWait(100);
+        m_desktop->pointer = inPanel();
+        m_behavior->panelEntered();
+        m_desktop->pointer = outside(); // even if it leaves again without an event
+        QTest::qWait(600);
+        QVERIFY(m_model->isOpen());
+    }
+
+    void clickOutsideClosesAtOnce()
+    {
+        m_behavior->open(true);
+        m_desktop->pointer = inPanel();
+        m_behavior->buttonPressed();
+        QVERIFY(m_model->isOpen());
+        // Just inside the 12-point slack still counts as the panel.
+        m_desktop->pointer = QPointF(960 + 390 + 11, 100);
+        m_behavior->buttonPressed();
+        QVERIFY(m_model->isOpen());
+        m_desktop->pointer = outside();
+        m_behavior->buttonPressed();
+        QVERIFY(!m_model->isOpen());
+        QVERIFY(!m_model->isPinned());
+    }
+
+    void releaseOutsideClosesAfterDelay()
+    {
+        openByHover();
+        m_desktop->pointer = outside();
+        m_behavior->buttonReleased();
+        QVERIFY(m_model->isOpen());
+        QTRY_VERIFY_WITH_TIMEOUT(!m_model->isOpen(), 1000);
+    }
+
+    void escapeOverNotchWaitsForExit()
+    {
+        m_behavior->open(true);
+        m_desktop->pointer = onNotch();
+        QVERIFY(m_behavior->keyPressed(key(Qt::Key_Escape, Qt::NoModifier, x11Escape)));
+        QTRY_VERIFY(!m_model->isOpen());
+        QVERIFY(m_behavior->isWaitingForExit());
+        QVERIFY(m_desktop->exitWatch);
+        m_behavior->sensorEntered();
+        QTest::qWait(250);
+        QVERIFY(!m_model->isOpen());
+        // Moving within the notch column keeps waiting; leaving it ends the wait.
+        m_desktop->pointer = QPointF(960, 20);
+        m_behavior->pointerMoved();
+        QVERIFY(m_behavior->isWaitingForExit());
+        m_desktop->pointer = QPointF(960, 300);
+        m_behavior->pointerMoved();
+        QVERIFY(!m_behavior->isWaitingForExit());
+        QVERIFY(!m_desktop->exitWatch);
+        m_desktop->pointer = onNotch();
+        m_behavior->sensorEntered();
+        QTRY_VERIFY_WITH_TIMEOUT(m_model->isOpen(), 1000);
+    }
+
+    void escapeWhileClosedPassesOn()
+    {
+        QVERIFY(!m_behavior->keyPressed(key(Qt::Key_Escape, Qt::NoModifier, x11Escape)));
+    }
+
+    void hotKeyPinsThenCloses()
+    {
+        openByHover();
+        QCOMPARE(m_model->focusAddRequest(), 0);
+        m_behavior->toggleFromHotKey();
+        QVERIFY(m_model->isOpen());
+        QVERIFY(m_model->isPinned());
+        QVERIFY(m_desktop->focused);
+        QCOMPARE(m_model->focusAddRequest(), 1);
+        m_behavior->toggleFromHotKey();
+        QVERIFY(!m_model->isOpen());
+        QCOMPARE(m_model->focusAddRequest(), 1);
+        m_behavior->toggleFromHotKey();
+        QVERIFY(m_model->isOpen() && m_model->isPinned());
+        QCOMPARE(m_model->focusAddRequest(), 2);
+    }
+
+    void closeResetsStateButKeepsTab()
+    {
+        Scratch::write(m_scratch->boards() + u"/2025-03-01.md"_qs, "## To do\n- [ ] old\n");
+        m_behavior->open(true);
+        m_model->setTab(NotchModel::Tab::Notes);
+        m_model->setEditing(true);
+        m_model->setShowCalendar(true);
+        m_store->view(u"2025-03-01"_qs);
+        m_store->saveQuickNote(u"typed just now"_qs);
+        m_behavior->close();
+        QVERIFY(!m_model->isOpen());
+        QVERIFY(!m_model->isPinned());
+        QVERIFY(!m_model->isEditing());
+        QVERIFY(!m_model->showCalendar());
+        QCOMPARE(m_model->tab(), NotchModel::Tab::Notes);
+        QVERIFY(!m_store->isViewingPast());
+        QCOMPARE(Scratch::read(m_scratch->notes() + u"/2025-03-07.md"_qs),
+                 QByteArray("typed just now\n"));
+    }
+
+    void swipes()
+    {
+        m_behavior->open(true);
+        QCOMPARE(m_model->tab(), NotchModel::Tab::Board);
+        m_behavior->scrolled({25, 0}, Qt::ScrollBegin, false);
+        m_behavior->scrolled({25, 2}, Qt::ScrollUpdate, false);
+        QCOMPARE(m_model->tab(), NotchModel::Tab::Board);
+        m_behavior->scrolled({25, 0}, Qt::ScrollUpdate, false);
+        QCOMPARE(m_model->tab(), NotchModel::Tab::Notes);
+        // Once per gesture.
+        m_behavior->scrolled({-200, 0}, Qt::ScrollUpdate, false);
+        QCOMPARE(m_model->tab(), NotchModel::Tab::Notes);
+        m_behavior->scrolled({0, 0}, Qt::ScrollEnd, false);
+        // Natural scrolling reverses the sense.
+        m_behavior->scrolled({70, 0}, Qt::ScrollBegin, true);
+        QCOMPARE(m_model->tab(), NotchModel::Tab::Board);
+    }
+
+    void swipesThatDoNothing()
+    {
+        m_behavior->open(true);
+        m_behavior->scrolled({30, 25}, Qt::ScrollBegin, false); // diagonal
+        m_behavior->scrolled({30, 40}, Qt::ScrollUpdate, false);
+        m_behavior->scrolled({0, 0}, Qt::ScrollEnd, false);
+        m_behavior->scrolled({}, Qt::NoScrollPhase, false); // a wheel: no pixel deltas
+        m_behavior->scrolled({100, 0}, Qt::ScrollMomentum, false);
+        QCOMPARE(m_model->tab(), NotchModel::Tab::Board);
+        m_store->setSwipeToSwitch(false);
+        m_behavior->scrolled({100, 0}, Qt::ScrollBegin, false);
+        QCOMPARE(m_model->tab(), NotchModel::Tab::Board);
+        m_store->setSwipeToSwitch(true);
+        m_behavior->close();
+        m_behavior->scrolled({100, 0}, Qt::ScrollBegin, false);
+        QCOMPARE(m_model->tab(), NotchModel::Tab::Board);
+    }
+
+    void switchTabRules()
+    {
+        m_behavior->switchTab(std::nullopt);
+        QCOMPARE(m_model->tab(), NotchModel::Tab::Notes);
+        m_behavior->switchTab(std::nullopt);
+        QCOMPARE(m_model->tab(), NotchModel::Tab::Board);
+        m_model->setTab(NotchModel::Tab::Settings);
+        m_behavior->switchTab(std::nullopt);
+        QCOMPARE(m_model->tab(), NotchModel::Tab::Board);
+        QSignalSpy changed(m_model.get(), &NotchModel::tabChanged);
+        m_behavior->switchTab(false);
+        QCOMPARE(changed.count(), 0);
+    }
+
+    void switchTabShortcut()
+    {
+        const QKeyEvent ctrlTab = key(Qt::Key_Tab, Qt::ControlModifier, x11Tab);
+        QVERIFY(!m_behavior->keyPressed(ctrlTab)); // closed: not for us
+        QCOMPARE(m_model->tab(), NotchModel::Tab::Board);
+        m_behavior->open(true);
+        QVERIFY(m_behavior->keyPressed(ctrlTab));
+        QCOMPARE(m_model->tab(), NotchModel::Tab::Notes);
+        QVERIFY(!m_behavior->keyPressed(
+            key(Qt::Key_Tab, Qt::ControlModifier | Qt::ShiftModifier, x11Tab)));
+    }
+
+    void recording()
+    {
+        const Shortcut before = m_store->openShortcut();
+        m_model->setRecording(NotchModel::ShortcutTarget::Open);
+        QVERIFY(m_behavior->keyPressed(key(Qt::Key_Escape, Qt::NoModifier, x11Escape)));
+        QVERIFY(!m_model->recording());
+        QCOMPARE(m_store->openShortcut(), before);
+
+        m_model->setRecording(NotchModel::ShortcutTarget::Open);
+        QVERIFY(m_behavior->keyPressed(key(Qt::Key_K, Qt::ShiftModifier, x11K)));
+        QVERIFY(!m_model->recording());
+        QCOMPARE(m_store->openShortcut(), before);
+
+        m_model->setRecording(NotchModel::ShortcutTarget::Open);
+        QVERIFY(m_behavior->keyPressed(key(Qt::Key_Control, Qt::ControlModifier, x11ControlL)));
+        QVERIFY(m_model->recording()); // still waiting for the real key
+        QVERIFY(
+            m_behavior->keyPressed(key(Qt::Key_K, Qt::ControlModifier | Qt::AltModifier, x11K)));
+        QVERIFY(!m_model->recording());
+        QCOMPARE(m_store->openShortcut(), Shortcut(40, Shortcut::Control | Shortcut::Option));
+
+        // While recording, the switch-tab shortcut is recorded, not used.
+        m_behavior->open(true);
+        m_model->setRecording(NotchModel::ShortcutTarget::SwitchTab);
+        QVERIFY(m_behavior->keyPressed(key(Qt::Key_J, Qt::MetaModifier, x11J)));
+        QCOMPARE(m_model->tab(), NotchModel::Tab::Board);
+        QCOMPARE(m_store->switchTabShortcut(), Shortcut(38, Shortcut::Command));
+    }
+
+    void greetingOpensPinned()
+    {
+        m_store->setGreeting(Greeting(2, u"2025-03-06"_qs));
+        QVERIFY(m_model->isOpen());
+        QVERIFY(m_model->isPinned());
+    }
+
+    void callbacksAfterBehaviorIsGone()
+    {
+        m_behavior.reset();
+        m_model->requestOpen(true);
+        m_model->requestClose();
+        QVERIFY(!m_model->isOpen());
+    }
+
+    void requestsReachBehavior()
+    {
+        m_model->requestOpen(false);
+        QVERIFY(m_model->isOpen());
+        m_model->requestClose();
+        QVERIFY(!m_model->isOpen());
+    }
+};
+
+QTEST_GUILESS_MAIN(TestNotchBehavior)
+#include "tst_notchbehavior.moc"
