@@ -1,0 +1,15 @@
+#include "Theme.h"
+
+QColor Theme::lane(LaneKind kind)
+{
+    switch (kind.value()) {
+    case LaneKind::Todo:
+        return QColor::fromRgbF(0.55f, 0.66f, 1.0f);
+    case LaneKind::Doing:
+        return QColor::fromRgbF(1.0f, 0.74f, 0.32f);
+    case LaneKind::Done:
+        return QColor::fromRgbF(0.42f, 0.86f, 0.56f);
+    }
+    Q_UNREACHABLE();
+    return {};
+}
