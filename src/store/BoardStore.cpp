@@ -23,31 +23,6 @@
 
 namespace {
 
-QString systemError(int error, const QString &path)
-{
-    return QString::fromLocal8Bit(std::strerror(error)) + u" ("_qs + path + u')';
-}
-
-// Like mkdir -p, but says why it failed.
-std::optional<QString> makeFolders(const QString &path)
-{
-    const QString clean = QDir::cleanPath(path);
-    struct stat info {};
-    if (::stat(QFile::encodeName(clean).constData(), &info) == 0) {
-        if (S_ISDIR(info.st_mode))
-            return std::nullopt;
-        return systemError(ENOTDIR, clean);
-    }
-    const qsizetype slash = clean.lastIndexOf(u'/');
-    if (slash > 0) {
-        if (auto error = makeFolders(clean.left(slash)))
-            return error;
-    }
-    if (::mkdir(QFile::encodeName(clean).constData(), 0777) != 0 && errno != EEXIST)
-        return systemError(errno, clean);
-    return std::nullopt;
-}
-
 // Calls `visit` with the base name of every "*.md" entry of a folder, straight from the
 // directory: these folders hold a file a day, and the calendar lists them on every draw.
 template <typename Visit> void forEachMarkdownName(const QString &folder, Visit visit)
@@ -546,7 +521,7 @@ void BoardStore::createToday()
 
 void BoardStore::save()
 {
-    if (const auto error = makeFolders(boardsDir())) {
+    if (const auto error = TextFile::makeFolders(boardsDir())) {
         setLastError(u"Couldn't save board: "_qs + *error);
         return;
     }
@@ -695,7 +670,8 @@ void BoardStore::copyToToday(const QString &id)
 
 void BoardStore::watchBoards()
 {
-    makeFolders(boardsDir());
+    // A folder that cannot be made leaves the watcher inert; saving reports the reason.
+    (void)TextFile::makeFolders(boardsDir());
     QPointer<BoardStore> self(this);
     m_watcher = std::make_unique<FolderWatcher>(boardsDir(), [self] {
         if (self)
@@ -821,7 +797,7 @@ void BoardStore::writeQuickNote(const QString &text, const QString &path)
     const bool exists = QFileInfo::exists(path);
     if (!exists && markdown.trimmed().isEmpty())
         return;
-    if (const auto error = makeFolders(QFileInfo(path).path())) {
+    if (const auto error = TextFile::makeFolders(QFileInfo(path).path())) {
         setLastError(u"Couldn't save note: "_qs + *error);
         return;
     }

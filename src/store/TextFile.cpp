@@ -1,5 +1,6 @@
 #include "TextFile.h"
 
+#include <QDir>
 #include <QFile>
 #include <QRandomGenerator>
 #include <QStringDecoder>
@@ -309,4 +310,23 @@ std::optional<qint64> TextFile::modificationNanos(const QString &path)
         qAddOverflow(nanos, qint64(st.st_mtim.tv_nsec), &nanos))
         return std::nullopt;
     return nanos;
+}
+
+std::optional<QString> TextFile::makeFolders(const QString &path)
+{
+    const QString clean = QDir::cleanPath(path);
+    struct stat info {};
+    if (::stat(QFile::encodeName(clean).constData(), &info) == 0) {
+        if (S_ISDIR(info.st_mode))
+            return std::nullopt;
+        return QString::fromLocal8Bit(std::strerror(ENOTDIR)) + u" ("_qs + clean + u')';
+    }
+    const qsizetype slash = clean.lastIndexOf(u'/');
+    if (slash > 0) {
+        if (auto error = makeFolders(clean.left(slash)))
+            return error;
+    }
+    if (::mkdir(QFile::encodeName(clean).constData(), 0777) != 0 && errno != EEXIST)
+        return QString::fromLocal8Bit(std::strerror(errno)) + u" ("_qs + clean + u')';
+    return std::nullopt;
 }

@@ -30,6 +30,9 @@ public:
     [[nodiscard]] static std::optional<QString> writeAtomically(const QString &path,
                                                                 const QByteArray &data);
 
+    // Like mkdir -p, but says why it failed: "Not a directory (/path)", "Permission denied (…)".
+    [[nodiscard]] static std::optional<QString> makeFolders(const QString &path);
+
     // Temporary files of writeAtomically(), so that watchers can ignore them.
     [[nodiscard]] static bool isTemporaryName(QStringView fileName);
 
