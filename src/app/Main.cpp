@@ -1,5 +1,6 @@
 #include "Main.h"
 
+#include "AppDelegate.h"
 #include "SelfTest.h"
 #include "Snapshot.h"
 
@@ -44,5 +45,6 @@ int Main::exec(int argc, char **argv, const std::function<bool()> &selfTest)
     QApplication app(argc, argv);
     // A resident utility: closing a dialog must never end it.
     QApplication::setQuitOnLastWindowClosed(false);
+    AppDelegate delegate;
     return QApplication::exec();
 }

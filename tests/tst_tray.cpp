@@ -1,0 +1,163 @@
+#include "support/StoreFixture.h"
+
+#include <QDBusArgument>
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDBusContext>
+#include <QDBusMessage>
+#include <QDBusVariant>
+#include <QProcess>
+#include <QTest>
+
+// The desktop's side of the tray: it accepts the app's StatusNotifierItem on a private session
+// bus, as a panel would.
+class FakeWatcher : public QObject, protected QDBusContext {
+    Q_OBJECT
+    Q_CLASSINFO("D-Bus Interface", "org.kde.StatusNotifierWatcher")
+    Q_PROPERTY(bool IsStatusNotifierHostRegistered READ hostRegistered)
+    Q_PROPERTY(int ProtocolVersion READ protocolVersion)
+    Q_PROPERTY(QStringList RegisteredStatusNotifierItems READ items)
+
+public:
+    QString itemService;
+
+    [[nodiscard]] bool hostRegistered() const { return true; }
+    [[nodiscard]] int protocolVersion() const { return 0; }
+    [[nodiscard]] QStringList items() const
+    {
+        return itemService.isEmpty() ? QStringList() : QStringList{itemService};
+    }
+
+public slots:
+    void RegisterStatusNotifierItem(const QString &service)
+    {
+        itemService = service.startsWith(u'/') ? message().service() : service;
+    }
+    void RegisterStatusNotifierHost(const QString &) {}
+
+signals:
+    void StatusNotifierItemRegistered(const QString &service);
+    void StatusNotifierHostRegistered();
+};
+
+namespace {
+
+struct MenuItem {
+    int id = 0;
+    QVariantMap properties;
+};
+
+void readLayout(const QDBusArgument &argument, QList<MenuItem> &items)
+{
+    MenuItem item;
+    argument.beginStructure();
+    argument >> item.id >> item.properties;
+    argument.beginArray();
+    QList<QDBusVariant> children;
+    while (!argument.atEnd()) {
+        QDBusVariant child;
+        argument >> child;
+        children.append(child);
+    }
+    argument.endArray();
+    argument.endStructure();
+    if (item.id != 0)
+        items.append(item);
+    for (const QDBusVariant &child : children)
+        readLayout(child.variant().value<QDBusArgument>(), items);
+}
+
+} // namespace
+
+class TestTray : public QObject {
+    Q_OBJECT
+
+    FakeWatcher m_watcher;
+
+    QList<MenuItem> menu()
+    {
+        QDBusMessage call = QDBusMessage::createMethodCall(
+            m_watcher.itemService, u"/MenuBar"_qs, u"com.canonical.dbusmenu"_qs, u"GetLayout"_qs);
+        call << 0 << -1 << QStringList();
+        const QDBusMessage reply = QDBusConnection::sessionBus().call(call);
+        QList<MenuItem> items;
+        if (reply.type() == QDBusMessage::ReplyMessage && reply.arguments().size() == 2)
+            readLayout(reply.arguments().at(1).value<QDBusArgument>(), items);
+        return items;
+    }
+    static MenuItem find(const QList<MenuItem> &items, const QString &label)
+    {
+        for (const MenuItem &item : items) {
+            if (item.properties.value(u"label"_qs).toString() == label)
+                return item;
+        }
+        return {};
+    }
+    void click(int id)
+    {
+        QDBusMessage event = QDBusMessage::createMethodCall(
+            m_watcher.itemService, u"/MenuBar"_qs, u"com.canonical.dbusmenu"_qs, u"Event"_qs);
+        event << id << u"clicked"_qs << QVariant::fromValue(QDBusVariant(0)) << uint(0);
+        QDBusConnection::sessionBus().call(event);
+    }
+
+private slots:
+    void initTestCase()
+    {
+        QDBusConnection bus = QDBusConnection::sessionBus();
+        if (!bus.isConnected())
+            QFAIL("needs a session bus: run under dbus-run-session (tools/dev test does)");
+        if (qEnvironmentVariableIsEmpty("DISPLAY"))
+            QFAIL("needs an X server: run under Xvfb (tools/dev test does)");
+        QVERIFY(bus.registerObject(u"/StatusNotifierWatcher"_qs, &m_watcher,
+                                   QDBusConnection::ExportAllContents));
+        QVERIFY(bus.registerService(u"org.kde.StatusNotifierWatcher"_qs));
+    }
+
+    void menuItemsAndQuit()
+    {
+        Scratch scratch;
+        QProcess app;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(u"QT_QPA_PLATFORM"_qs, u"xcb"_qs);
+        app.setProcessEnvironment(environment);
+        app.setProcessChannelMode(QProcess::ForwardedChannels);
+        app.start(QStringLiteral(TALLOWFERN_BINARY), {});
+        QVERIFY(app.waitForStarted(10000));
+        QTRY_VERIFY_WITH_TIMEOUT(!m_watcher.itemService.isEmpty(), 15000);
+
+        QList<MenuItem> items;
+        QTRY_VERIFY_WITH_TIMEOUT((items = menu()).size() >= 8, 10000);
+        QStringList labels;
+        for (const MenuItem &item : items) {
+            labels.append(item.properties.value(u"type"_qs).toString() == u"separator"
+                              ? u"-"_qs
+                              : item.properties.value(u"label"_qs).toString());
+        }
+        QCOMPARE(labels, (QStringList{u"Open Tallowfern"_qs, u"Open Today's Board in Obsidian"_qs,
+                                      u"Show Boards Folder"_qs, u"-"_qs, u"Choose Vault\u2026"_qs,
+                                      u"Launch at Login"_qs, u"-"_qs, u"Quit Tallowfern"_qs}));
+        const MenuItem quit = find(items, u"Quit Tallowfern"_qs);
+        QVERIFY(quit.properties.contains(u"shortcut"_qs));
+        const MenuItem login = find(items, u"Launch at Login"_qs);
+        QCOMPARE(login.properties.value(u"toggle-type"_qs).toString(), u"checkmark"_qs);
+        QCOMPARE(login.properties.value(u"toggle-state"_qs).toInt(), 0);
+
+        // Launch at Login writes the autostart entry for this very binary.
+        click(login.id);
+        const QString entry = scratch.path(u"config/autostart/io.tallowfern.Tallowfern.desktop"_qs);
+        QTRY_VERIFY_WITH_TIMEOUT(QFileInfo::exists(entry), 5000);
+        QVERIFY(Scratch::read(entry).contains("Exec=" + QByteArray(TALLOWFERN_BINARY) + "\n"));
+        QTRY_COMPARE_WITH_TIMEOUT(
+            find(menu(), u"Launch at Login"_qs).properties.value(u"toggle-state"_qs).toInt(), 1,
+            5000);
+
+        click(quit.id);
+        QVERIFY(app.waitForFinished(10000));
+        QCOMPARE(app.exitStatus(), QProcess::NormalExit);
+        QCOMPARE(app.exitCode(), 0);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestTray)
+#include "tst_tray.moc"
