@@ -658,13 +658,15 @@ private slots:
             Scratch::read(boardFile(u"2025-03-07"_qs)).contains("## Doing\n\n- [ ] Buy milk\n"));
     }
 
-    void addToMissingLaneDoesNothing()
+    void fileWithoutRoleLanesGainsThem()
     {
+        // The reader always restores the role lanes, so an edit never meets a board without one.
+        Scratch::write(boardFile(u"2025-03-07"_qs), "## To do\n## Review\n- [ ] r\n");
         auto store = makeStore();
-        Scratch::write(boardFile(u"2025-03-07"_qs), "## To do\n## Review\n");
-        store->reload();
-        // ensureLanes brought the lanes back, so the board always has them.
-        QVERIFY(store->board().laneIndex(LaneKind::Doing));
+        store->add(u"started"_qs, LaneKind::Doing);
+        QCOMPARE(texts(store->board(), LaneKind::Doing), QStringList{u"started"_qs});
+        QVERIFY(Scratch::read(boardFile(u"2025-03-07"_qs))
+                    .contains("## To do\n\n\n\n## Doing\n\n- [ ] started\n\n\n## Done\n"));
     }
 
     void moveRules()

@@ -1,4 +1,5 @@
 #include "store/ReplacedCopies.h"
+#include "support/FileContents.h"
 
 #include <QDir>
 #include <QFile>
@@ -13,19 +14,6 @@
 #include <unistd.h>
 
 namespace {
-
-bool putFile(const QString &path, const QByteArray &bytes)
-{
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly | QIODevice::Truncate) &&
-           file.write(bytes) == bytes.size();
-}
-
-QByteArray contentOf(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<unreadable>");
-}
 
 int modeOf(const QString &path)
 {

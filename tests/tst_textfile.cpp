@@ -1,4 +1,5 @@
 #include "store/TextFile.h"
+#include "support/FileContents.h"
 
 #include <QDir>
 #include <QFile>
@@ -37,19 +38,6 @@ bool isRoot()
 QByteArray native(const QString &path)
 {
     return QFile::encodeName(path);
-}
-
-bool putFile(const QString &path, const QByteArray &bytes)
-{
-    QFile file(path);
-    return file.open(QIODevice::WriteOnly | QIODevice::Truncate) &&
-           file.write(bytes) == bytes.size();
-}
-
-QByteArray contentOf(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<unreadable>");
 }
 
 QStringList entriesOf(const QString &folder)

@@ -65,7 +65,7 @@ private slots:
     void easingCurve()
     {
         QFETCH(Spring, spring);
-        const QEasingCurve curve = spring.easingCurve();
+        const QEasingCurve curve = Theme::easingCurve(spring);
         QCOMPARE(curve.valueForProgress(0), 0.0);
         QCOMPARE(curve.valueForProgress(1), 1.0);
         const bool named =

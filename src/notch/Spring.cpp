@@ -1,7 +1,5 @@
 #include "Spring.h"
 
-#include "Theme.h"
-
 #include <cmath>
 #include <numbers>
 
@@ -37,29 +35,4 @@ double Spring::settlingTime(double tolerance) const
     while (1 - value(t) > tolerance)
         t += step;
     return t;
-}
-
-namespace {
-
-template <const Spring &spring> qreal ease(qreal progress)
-{
-    if (progress >= 1)
-        return 1;
-    return spring.value(progress * spring.settlingTime());
-}
-
-} // namespace
-
-QEasingCurve Spring::easingCurve() const
-{
-    QEasingCurve curve;
-    if (*this == Theme::open)
-        curve.setCustomType(ease<Theme::open>);
-    else if (*this == Theme::snappy)
-        curve.setCustomType(ease<Theme::snappy>);
-    else if (*this == Theme::close)
-        curve.setCustomType(ease<Theme::close>);
-    else
-        curve.setType(QEasingCurve::OutCubic);
-    return curve;
 }

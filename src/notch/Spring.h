@@ -1,7 +1,5 @@
 #pragma once
 
-#include <QEasingCurve>
-
 // A damped spring moving from 0 to 1 from rest, described the way designers tune it: the
 // response (the period of the undamped oscillation, in seconds) and the damping fraction
 // (1 settles without overshoot, less overshoots). ω₀ = 2π / response, ζ = damping fraction.
@@ -18,10 +16,6 @@ public:
     [[nodiscard]] double value(double seconds) const;
     // When the motion stays within `tolerance` of the target from then on.
     [[nodiscard]] double settlingTime(double tolerance = 1e-3) const;
-
-    // The spring over its settling time as an easing curve; animations using it run for
-    // settlingTime(). Only the springs the program names have curves (a curve holds no state).
-    [[nodiscard]] QEasingCurve easingCurve() const;
 
     friend constexpr bool operator==(const Spring &, const Spring &) = default;
 

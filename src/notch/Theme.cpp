@@ -13,3 +13,28 @@ QColor Theme::lane(LaneKind kind)
     Q_UNREACHABLE();
     return {};
 }
+
+namespace {
+
+template <const Spring &spring> qreal ease(qreal progress)
+{
+    if (progress >= 1)
+        return 1;
+    return spring.value(progress * spring.settlingTime());
+}
+
+} // namespace
+
+QEasingCurve Theme::easingCurve(const Spring &spring)
+{
+    QEasingCurve curve;
+    if (spring == open)
+        curve.setCustomType(ease<open>);
+    else if (spring == snappy)
+        curve.setCustomType(ease<snappy>);
+    else if (spring == close)
+        curve.setCustomType(ease<close>);
+    else
+        curve.setType(QEasingCurve::OutCubic);
+    return curve;
+}

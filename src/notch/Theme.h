@@ -4,6 +4,7 @@
 #include "notch/Spring.h"
 
 #include <QColor>
+#include <QEasingCurve>
 
 // The panel's palette and motion. No view defines colours or springs of its own.
 class Theme {
@@ -25,6 +26,11 @@ public:
     static constexpr Spring snappy{0.3, 0.82};
     // Closing the panel.
     static constexpr Spring close{0.34, 0.9};
+    // A named spring over its settling time, for Qt Quick animations that run for
+    // settlingTime(). An easing curve holds a plain function, so only named springs have one;
+    // any other spring gets an ease-out.
+    [[nodiscard]] static QEasingCurve easingCurve(const Spring &spring);
+
     // The tab content fades in while growing from this scale.
     static constexpr double tabSwapScale = 0.985;
 };

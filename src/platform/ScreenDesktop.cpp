@@ -26,14 +26,6 @@ QRectF ScreenDesktop::availableGeometry() const
     return screen ? QRectF(screen->availableGeometry()) : screenGeometry();
 }
 
-void ScreenDesktop::setPanelInteractive(bool interactive, bool focus)
-{
-    if (onPanelInteractive)
-        onPanelInteractive(interactive, focus);
-}
+void ScreenDesktop::setPanelInteractive(bool, bool) {}
 
-void ScreenDesktop::setExitWatch(bool on)
-{
-    if (onExitWatch)
-        onExitWatch(on);
-}
+void ScreenDesktop::setExitWatch(bool) {}

@@ -2,15 +2,10 @@
 
 #include "notch/NotchDesktop.h"
 
-#include <functional>
-
-// The desktop as Qt sees it: the primary screen and the pointer. Window changes are handed to
-// whoever owns the panel's windows.
+// The desktop as Qt sees it: the primary screen and the pointer. It has no panel windows of its
+// own, so window requests change nothing here.
 class ScreenDesktop final : public NotchDesktop {
 public:
-    std::function<void(bool interactive, bool focus)> onPanelInteractive;
-    std::function<void(bool on)> onExitWatch;
-
     [[nodiscard]] QPointF pointerPosition() const override;
     [[nodiscard]] bool anyMouseButtonDown() const override;
     [[nodiscard]] QRectF screenGeometry() const override;
