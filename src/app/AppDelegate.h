@@ -6,10 +6,8 @@
 
 class BoardStore;
 class FileRevealer;
-class HotKey;
-class NotchBehavior;
-class NotchModel;
-class ScreenDesktop;
+class NotchController;
+class QQmlEngine;
 class SessionMonitor;
 class TrayIcon;
 class UrlLauncher;
@@ -24,18 +22,13 @@ public:
     ~AppDelegate() override;
 
     [[nodiscard]] BoardStore *store() const { return m_store; }
-    [[nodiscard]] NotchModel *model() const { return m_model; }
-    [[nodiscard]] NotchBehavior *behavior() const { return m_behavior; }
+    [[nodiscard]] NotchController *controller() const { return m_controller; }
 
 private:
-    void followOpenShortcut();
-
     std::unique_ptr<UrlLauncher> m_launcher;
-    std::unique_ptr<ScreenDesktop> m_desktop;
     BoardStore *m_store = nullptr;
-    NotchModel *m_model = nullptr;
-    NotchBehavior *m_behavior = nullptr;
-    HotKey *m_hotKey = nullptr;
+    QQmlEngine *m_engine = nullptr;
+    NotchController *m_controller = nullptr;
     FileRevealer *m_revealer = nullptr;
     TrayIcon *m_tray = nullptr;
     SessionMonitor *m_session = nullptr;

@@ -36,10 +36,14 @@ NotchBehavior::NotchBehavior(NotchModel *model, BoardStore *store, NotchDesktop 
     });
     if (m_store) {
         // A new day's greeting opens the panel pinned, so that it is seen.
-        connect(m_store, &BoardStore::greetingChanged, this, [this] {
+        const auto greet = [this] {
             if (m_store && m_store->greeting())
                 open(true);
-        });
+        };
+        connect(m_store, &BoardStore::greetingChanged, this, greet);
+        // A greeting raised while the store was being built is delivered as well, once the
+        // event loop runs and the windows are up.
+        QMetaObject::invokeMethod(this, greet, Qt::QueuedConnection);
     }
     layout();
 }

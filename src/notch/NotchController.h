@@ -1,0 +1,78 @@
+#pragma once
+
+#include "notch/NotchDesktop.h"
+
+#include <QObject>
+#include <QPointer>
+#include <QUrl>
+
+class BoardStore;
+class HotKey;
+class NotchBehavior;
+class NotchModel;
+class PointerMonitor;
+class QQmlEngine;
+class QQuickView;
+class QScreen;
+class SensorWindow;
+
+// The panel on the desktop: the content window that hosts the views, the hover sensor over the
+// notch, the global pointer watch and the hot key, all wired to NotchBehavior, which makes every
+// decision. Lives as long as the application.
+class NotchController : public QObject, private NotchDesktop {
+    Q_OBJECT
+
+public:
+    // `rootView` is the QML file shown in the content window; it gets `model` and `store` as
+    // required properties.
+    NotchController(BoardStore *store, QQmlEngine *engine, const QUrl &rootView = defaultRootView(),
+                    QObject *parent = nullptr);
+    ~NotchController() override;
+
+    [[nodiscard]] static QUrl defaultRootView();
+
+    [[nodiscard]] NotchModel *model() const { return m_model; }
+    [[nodiscard]] NotchBehavior *behavior() const { return m_behavior; }
+    [[nodiscard]] QQuickView *panel() const { return m_panel; }
+    [[nodiscard]] SensorWindow *sensor() const { return m_sensor; }
+    [[nodiscard]] HotKey *hotKey() const { return m_hotKey; }
+
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
+private slots:
+    void updateMask();
+
+private:
+    // NotchDesktop
+    [[nodiscard]] QPointF pointerPosition() const override;
+    [[nodiscard]] bool anyMouseButtonDown() const override;
+    [[nodiscard]] QRectF screenGeometry() const override;
+    [[nodiscard]] QRectF availableGeometry() const override;
+    void setPanelInteractive(bool interactive, bool focus) override;
+    void setExitWatch(bool on) override;
+
+    [[nodiscard]] QScreen *screen() const;
+    void relayout();
+    void watchScreen(QScreen *screen);
+    void updateInputArea();
+    void updatePointerWatch();
+    void takeKeyboard();
+    void releaseKeyboard();
+    void followOpenShortcut();
+
+    QPointer<BoardStore> m_store;
+    NotchModel *m_model = nullptr;
+    PointerMonitor *m_pointer = nullptr;
+    NotchBehavior *m_behavior = nullptr;
+    QQuickView *m_panel = nullptr;
+    SensorWindow *m_sensor = nullptr;
+    HotKey *m_hotKey = nullptr;
+    bool m_interactive = false;
+    bool m_exitWatch = false;
+    // The keyboard was taken for the panel, and who had it before.
+    bool m_hasKeyboard = false;
+    quint32 m_previousFocus = 0;
+    // A click outside is closing the panel: the clicked window gets the keyboard, not the one
+    // that had it before.
+    bool m_closingByClick = false;
+};
