@@ -393,6 +393,24 @@ private slots:
         QVERIFY(m_model->isPinned());
     }
 
+    void greetingRaisedBeforeTheBehaviorOpensOnceTheLoopRuns()
+    {
+        // A new day's board made while the store was being built, before the panel existed.
+        m_behavior.reset();
+        m_model = std::make_unique<NotchModel>();
+        m_store->setGreeting(Greeting(1, u"2025-03-06"_qs));
+        m_behavior = std::make_unique<NotchBehavior>(m_model.get(), m_store.get(), m_desktop.get());
+        QVERIFY(!m_model->isOpen());
+        QTRY_VERIFY(m_model->isOpen());
+        QVERIFY(m_model->isPinned());
+    }
+
+    void noGreetingAtStartOpensNothing()
+    {
+        QTest::qWait(50);
+        QVERIFY(!m_model->isOpen());
+    }
+
     void callbacksAfterBehaviorIsGone()
     {
         m_behavior.reset();
