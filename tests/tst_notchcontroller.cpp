@@ -106,6 +106,8 @@ private slots:
     void clickIntoTextFieldTakesTheKeyboard();
     void escapeClosesPinnedPanel();
     void hotKeyFollowsRecording();
+    void switchTabShortcutWhileOpen();
+    void mouseWheelNeverSwitchesTabs();
     void withoutCompositorWindowIsClippedToTheShape();
     void pointerWatchOnlyWhileNeeded();
 
@@ -279,6 +281,42 @@ void TestNotchController::hotKeyFollowsRecording()
     QVERIFY(m_controller->model()->isPinned());
     QVERIFY(xdotool({u"key"_qs, u"alt+n"_qs}));
     QTRY_VERIFY_WITH_TIMEOUT(!m_controller->model()->isOpen(), 2000);
+}
+
+void TestNotchController::switchTabShortcutWhileOpen()
+{
+    NotchModel *model = m_controller->model();
+    m_controller->behavior()->open(true);
+    QTRY_COMPARE(QGuiApplication::focusWindow(), m_controller->panel());
+    // Control+Tab by default.
+    QVERIFY(xdotool({u"key"_qs, u"ctrl+Tab"_qs}));
+    QTRY_COMPARE(model->tab(), NotchModel::Tab::Notes);
+    QVERIFY(xdotool({u"key"_qs, u"ctrl+Tab"_qs}));
+    QTRY_COMPARE(model->tab(), NotchModel::Tab::Board);
+}
+
+void TestNotchController::mouseWheelNeverSwitchesTabs()
+{
+    NotchModel *model = m_controller->model();
+    m_controller->behavior()->open(true);
+    QVERIFY(xdotool({u"mousemove"_qs, u"960"_qs, u"200"_qs}));
+    int wheels = 0;
+    struct Counter : QObject {
+        int *count;
+        explicit Counter(int *c) : count(c) {}
+        bool eventFilter(QObject *, QEvent *event) override
+        {
+            if (event->type() == QEvent::Wheel)
+                ++*count;
+            return false;
+        }
+    } counter(&wheels);
+    m_controller->panel()->installEventFilter(&counter);
+    // Buttons 6 and 7 are a horizontal wheel: steps without pixel deltas.
+    QVERIFY(xdotool({u"click"_qs, u"--repeat"_qs, u"8"_qs, u"6"_qs}));
+    QTRY_VERIFY(wheels >= 8);
+    QVERIFY(model->isOpen());
+    QCOMPARE(model->tab(), NotchModel::Tab::Board);
 }
 
 void TestNotchController::withoutCompositorWindowIsClippedToTheShape()
