@@ -1,0 +1,61 @@
+import QtQuick
+import Tallowfern
+
+// A small plain button showing an icon, and a label after it when `text` is set. Under the pointer
+// its background lights up and the icon turns from secondary to primary.
+Item {
+    id: button
+
+    required property string icon
+    property string text
+    property string toolTip
+    property real iconSize: 14
+    readonly property bool hovered: hover.hovered
+
+    signal clicked()
+
+    implicitWidth: text === "" ? 26 : row.implicitWidth + 16
+    implicitHeight: 26
+    opacity: enabled ? 1 : 0.35
+
+    Rectangle {
+        anchors.fill: parent
+        radius: 7
+        color: Theme.surfaceHover
+        visible: button.hovered
+    }
+
+    Row {
+        id: row
+        anchors.centerIn: parent
+        spacing: 6
+
+        Icon {
+            anchors.verticalCenter: parent.verticalCenter
+            name: button.icon
+            size: button.iconSize
+            color: button.hovered ? Theme.text : Theme.secondary
+        }
+        Text {
+            anchors.verticalCenter: parent.verticalCenter
+            visible: button.text !== ""
+            text: button.text
+            color: button.hovered ? Theme.text : Theme.secondary
+            font.pixelSize: 12
+            font.weight: Font.Medium
+        }
+    }
+
+    HoverHandler {
+        id: hover
+        cursorShape: Qt.PointingHandCursor
+    }
+    TapHandler {
+        onTapped: button.clicked()
+    }
+    HoverToolTip {
+        target: button
+        text: button.toolTip
+        hovered: button.hovered
+    }
+}

@@ -1,0 +1,45 @@
+import QtQuick
+import Tallowfern
+
+// The place of one tab's view: built while its tab is shown, fading in while it grows from a
+// hair smaller, and out the same way when another tab takes over.
+Item {
+    id: slot
+
+    required property int tab
+    // The tab's view, a QML file beside this one; empty while it has none.
+    required property string view
+    required property NotchModel model
+    required property BoardStore store
+
+    readonly property bool current: model.tab === tab
+    readonly property QtObject item: loader.item
+
+    opacity: current ? 1 : 0
+    scale: current ? 1 : Theme.tabSwapScale
+    visible: opacity > 0
+
+    Behavior on opacity {
+        NumberAnimation { duration: Theme.snappyDuration; easing: Theme.snappyEasing }
+    }
+    Behavior on scale {
+        NumberAnimation { duration: Theme.snappyDuration; easing: Theme.snappyEasing }
+    }
+
+    Loader {
+        id: loader
+
+        readonly property bool wanted: slot.visible && slot.view !== ""
+
+        function follow() {
+            if (wanted)
+                setSource(Qt.resolvedUrl(slot.view), { store: slot.store, model: slot.model });
+            else
+                source = "";
+        }
+
+        anchors.fill: parent
+        onWantedChanged: follow()
+        Component.onCompleted: follow()
+    }
+}
