@@ -1,0 +1,34 @@
+#pragma once
+
+#include <QProcess>
+#include <QStringList>
+#include <QTemporaryDir>
+
+class XServer;
+
+// The real binary on a private X server, with a scratch home, config, state and vault, set up so
+// that it starts closed: its settings exist (no first-run welcome) and the morning greeting is off.
+class TallowfernProcess {
+public:
+    explicit TallowfernProcess(const XServer &server);
+    ~TallowfernProcess();
+    TallowfernProcess(const TallowfernProcess &) = delete;
+    TallowfernProcess &operator=(const TallowfernProcess &) = delete;
+
+    // Today's board (by local date) with these open cards; call before start().
+    void writeTodayBoard(const QStringList &toDo, const QStringList &doing,
+                         const QStringList &done = {});
+    // An empty string on success, otherwise what went wrong.
+    [[nodiscard]] QString start();
+    void stop();
+    [[nodiscard]] bool isRunning() const { return m_process.state() == QProcess::Running; }
+    // Everything it printed so far.
+    [[nodiscard]] QString output() const;
+
+private:
+    [[nodiscard]] QString path(const QString &relative) const;
+
+    const XServer &m_server;
+    QTemporaryDir m_dir;
+    QProcess m_process;
+};
