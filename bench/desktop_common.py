@@ -181,8 +181,11 @@ class Desktop:
     def _start(self) -> None:
         read_end, write_end = os.pipe()
         try:
+            # -noreset: like a desktop, the server lives on when the last client leaves; a reset
+            # between two programs would refuse the next connection for a moment.
             self._spawn(["Xvfb", "-displayfd", str(write_end), "-screen", "0", "1920x1080x24",
-                         "-nolisten", "tcp"], pass_fds=(write_end,), **self._output())
+                         "-nolisten", "tcp", "-noreset"], pass_fds=(write_end,),
+                        **self._output())
             os.close(write_end)
             write_end = -1
             number = b""
@@ -254,7 +257,11 @@ class Desktop:
 
     def park_pointer(self) -> None:
         x, y = POINTER_PARK
-        subprocess.run(["xdotool", "mousemove", str(x), str(y)], env=self.env, check=True)
+        moved = subprocess.run(["xdotool", "mousemove", str(x), str(y)], env=self.env,
+                               capture_output=True, text=True)
+        if moved.returncode != 0:
+            raise BenchError(f"xdotool could not move the pointer: {moved.stderr.strip()}\n"
+                             f"{self.log_tail()}")
 
     def describe(self) -> str:
         parts = [f"Xvfb {self.display} 1920x1080x24"]
