@@ -100,7 +100,11 @@ void NotchShapeItem::paintShadow(QPainter *painter, const QRectF &shape, qreal s
 
     painter->save();
     painter->setOpacity(painter->opacity() * m_shadowOpacity);
-    const QRectF target = shape.adjusted(-pad / scale, -pad / scale, pad / scale, pad / scale);
+    // On whole device pixels, so that the slices meet without seams while the size animates.
+    const auto snap = [scale](qreal v) { return std::round(v * scale) / scale; };
+    const QRectF outer = shape.adjusted(-pad / scale, -pad / scale, pad / scale, pad / scale);
+    const QRectF target(QPointF(snap(outer.left()), snap(outer.top())),
+                        QPointF(snap(outer.right()), snap(outer.bottom())));
 
     if (device.width() + 2 * pad < 2 * side + 1 || device.height() + 2 * pad < head + foot + 1) {
         if (m_whole.image.isNull() || m_whole.top != top || m_whole.bottom != bottom ||

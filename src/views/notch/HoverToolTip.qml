@@ -36,12 +36,13 @@ Item {
         bubble.open = true;
     }
 
+    onHoveredChanged: if (!hovered) bubble.open = false
+
     Timer {
         id: delay
         interval: 600
         running: tip.hovered && tip.text !== "" && tip.target.visible
         onTriggered: tip.place()
-        onRunningChanged: if (!running) bubble.open = false
     }
 
     Rectangle {

@@ -54,6 +54,7 @@ Item {
         onTapped: button.clicked()
     }
     HoverToolTip {
+        objectName: "toolTip"
         target: button
         text: button.toolTip
         hovered: button.hovered

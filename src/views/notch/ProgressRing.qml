@@ -31,6 +31,7 @@ Item {
         id: hover
     }
     HoverToolTip {
+        objectName: "toolTip"
         target: ring
         text: ring.toolTip
         hovered: hover.hovered
