@@ -76,6 +76,8 @@ foreach(icon IN LISTS TALLOWFERN_ICONS)
     endif()
     list(APPEND icon_files ${file})
 endforeach()
+# For the tests, which check that each one is there.
+set_property(TARGET tallowfern_core PROPERTY TALLOWFERN_ICON_NAMES ${TALLOWFERN_ICONS})
 qt_add_resources(tallowfern_core tallowfern_icons
     PREFIX /icons
     BASE ${icon_dir}
