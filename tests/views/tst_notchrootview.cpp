@@ -5,6 +5,7 @@
 #include "support/StoreFixture.h"
 
 #include <QDir>
+#include <QElapsedTimer>
 #include <QQmlEngine>
 #include <QQuickItem>
 #include <QQuickView>
@@ -268,6 +269,34 @@ private slots:
         QTRY_VERIFY(shown(item("wings")));
         QCOMPARE(item("pin"), nullptr); // the open content is gone
         QCOMPARE(grab().pixel(430, 384), backdrop.rgb());
+    }
+
+    // Opening runs the open spring, which carries the shape a little past the open size before
+    // it settles; the content comes in only after a short delay, growing from a little smaller.
+    void openingSpringAndEntrance()
+    {
+        start();
+        QQuickItem *holder = nullptr;
+        qreal tallest = 0;
+        qint64 firstContent = -1;
+        QElapsedTimer clock;
+        connect(m_view.get(), &QQuickWindow::afterAnimating, this, [&] {
+            tallest = std::max(tallest, shapeRect().height());
+            if (!holder)
+                holder = item("openContentHolder");
+            if (holder && firstContent < 0 && holder->opacity() > 0)
+                firstContent = clock.elapsed();
+        });
+        clock.start();
+        m_model->setOpen(true);
+        QTest::qWait(settleMs);
+        QVERIFY2(tallest > 381 && tallest < 400, qPrintable(QString::number(tallest)));
+        QVERIFY2(firstContent >= 55, qPrintable(QString::number(firstContent)));
+        QCOMPARE(shapeRect().height(), 380.0);
+        QVERIFY(holder);
+        QCOMPARE(holder->opacity(), 1.0);
+        QCOMPARE(holder->scale(), 1.0);
+        QCOMPARE(holder->y(), 0.0);
     }
 
     void header()

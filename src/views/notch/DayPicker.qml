@@ -25,6 +25,8 @@ Row {
         icon: "calendar-blank"
         iconSize: 13
         text: picker.summary.dayLabel
+        // An earlier day stands out from today.
+        tint: picker.summary.isViewingPast ? Theme.accent : Theme.secondary
         toolTip: "Pick a day"
         onClicked: picker.model.showCalendar = !picker.model.showCalendar
     }

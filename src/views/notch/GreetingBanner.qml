@@ -33,7 +33,6 @@ Rectangle {
             text: banner.summary.greetingTitle
             color: Theme.text
             font.pixelSize: 12
-            font.weight: Font.DemiBold
         }
         Text {
             objectName: "greetingMessage"

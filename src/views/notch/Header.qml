@@ -31,7 +31,7 @@ Item {
                 Icon {
                     anchors.centerIn: parent
                     name: "kanban-fill"
-                    size: 12
+                    size: 11
                     color: Theme.badgeSymbol
                 }
             }

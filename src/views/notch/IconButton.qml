@@ -10,6 +10,8 @@ Item {
     property string text
     property string toolTip
     property real iconSize: 14
+    // The colour of the icon and label while the pointer is elsewhere.
+    property color tint: Theme.secondary
     readonly property bool hovered: hover.hovered
 
     signal clicked()
@@ -34,13 +36,13 @@ Item {
             anchors.verticalCenter: parent.verticalCenter
             name: button.icon
             size: button.iconSize
-            color: button.hovered ? Theme.text : Theme.secondary
+            color: button.hovered ? Theme.text : button.tint
         }
         Text {
             anchors.verticalCenter: parent.verticalCenter
             visible: button.text !== ""
             text: button.text
-            color: button.hovered ? Theme.text : Theme.secondary
+            color: button.hovered ? Theme.text : button.tint
             font.pixelSize: 12
             font.weight: Font.Medium
         }
