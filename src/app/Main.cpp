@@ -39,6 +39,12 @@ int Main::exec(int argc, char **argv, const std::function<bool()> &selfTest)
         break;
     }
 
+    // The panel's windows, pointer watch and hot key speak X11: in a Wayland session they run
+    // through XWayland unless the user asked for a platform.
+    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM") && !qEnvironmentVariableIsEmpty("DISPLAY") &&
+        qEnvironmentVariable("XDG_SESSION_TYPE") == u"wayland")
+        qputenv("QT_QPA_PLATFORM", "xcb");
+
     QApplication::setApplicationName(u"Tallowfern"_qs);
     QApplication::setOrganizationName(u"Tallowfern"_qs);
     QApplication::setDesktopFileName(u"tallowfern"_qs);
