@@ -16,6 +16,10 @@ judges the figures themselves.
 from __future__ import annotations
 
 import argparse
+import sys
+
+# Run from the source tree: leave no __pycache__ behind in it.
+sys.dont_write_bytecode = True
 
 import desktop_idle
 import desktop_memory

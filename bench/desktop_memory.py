@@ -18,7 +18,11 @@ window is not mapped or a program ends while settling.
 from __future__ import annotations
 
 import argparse
+import sys
 import time
+
+# Run from the source tree: leave no __pycache__ behind in it.
+sys.dont_write_bytecode = True
 
 from desktop_common import (BenchError, Desktop, Program, add_common_arguments,
                             add_settle_argument, format_ratio, median, programs, ratio,

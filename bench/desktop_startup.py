@@ -18,6 +18,10 @@ Exits non-zero when a window is not mapped within --map-timeout.
 from __future__ import annotations
 
 import argparse
+import sys
+
+# Run from the source tree: leave no __pycache__ behind in it.
+sys.dont_write_bytecode = True
 
 from desktop_common import (Desktop, add_common_arguments, format_ratio, median, programs,
                             ratio, resolve_programs, run_main, table, write_json)
