@@ -20,8 +20,11 @@
 
 namespace {
 
-constexpr Qt::WindowFlags panelFlags =
-    Qt::Window | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint | Qt::WindowDoesNotAcceptFocus;
+// Kept away from the window manager: a managed window gets a frame, and frames ignore the input
+// shape, so the closed panel would swallow every click and hover beneath its transparent area.
+constexpr Qt::WindowFlags panelFlags = Qt::Window | Qt::FramelessWindowHint |
+                                       Qt::WindowStaysOnTopHint | Qt::WindowDoesNotAcceptFocus |
+                                       Qt::X11BypassWindowManagerHint;
 
 bool isTextInput(const QQuickItem *item)
 {

@@ -5,8 +5,9 @@
 SensorWindow::SensorWindow(QWindow *parent) : QRasterWindow(parent)
 {
     setTitle(u"Tallowfern Sensor"_qs);
+    // Unmanaged like the panel, so that no window manager frames, moves or focuses it.
     setFlags(Qt::Window | Qt::FramelessWindowHint | Qt::WindowStaysOnTopHint |
-             Qt::WindowDoesNotAcceptFocus);
+             Qt::WindowDoesNotAcceptFocus | Qt::X11BypassWindowManagerHint);
     QSurfaceFormat format = this->format();
     format.setAlphaBufferSize(8);
     setFormat(format);

@@ -99,7 +99,9 @@ bool HotKey::registerShortcut(const Shortcut &shortcut)
     QList<xcb_void_cookie_t> cookies;
     const QList<quint16> combinations = lockCombinations();
     for (quint16 lock : combinations)
-        cookies.append(xcb_grab_key_checked(m_connection, 1, m_root, modifiers | lock,
+        // Not owner_events: the key comes to the root window even when one of our own windows
+        // has the keyboard, so that the same key also closes the pinned panel.
+        cookies.append(xcb_grab_key_checked(m_connection, 0, m_root, modifiers | lock,
                                             xcb_keycode_t(*keycode), XCB_GRAB_MODE_ASYNC,
                                             XCB_GRAB_MODE_ASYNC));
     bool failed = false;
@@ -139,7 +141,7 @@ bool HotKey::nativeEventFilter(const QByteArray &eventType, void *message, qintp
     if (type != XCB_KEY_PRESS && type != XCB_KEY_RELEASE)
         return false;
     const auto *key = reinterpret_cast<const xcb_key_press_event_t *>(event);
-    if (key->detail != m_keycode || key->event != m_root)
+    if (key->detail != m_keycode)
         return false;
     if (type == XCB_KEY_RELEASE) {
         m_down = false;

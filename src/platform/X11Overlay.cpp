@@ -108,13 +108,13 @@ quint32 X11Overlay::focusedWindow()
     xcb_connection_t *c = connection();
     if (!c)
         return 0;
-    if (const auto active = activeWindow(c); active && *active != XCB_WINDOW_NONE)
-        return *active;
     Reply<xcb_get_input_focus_reply_t> focus(
         xcb_get_input_focus_reply(c, xcb_get_input_focus(c), nullptr));
-    if (!focus || focus->focus == XCB_WINDOW_NONE || focus->focus == XCB_INPUT_FOCUS_POINTER_ROOT)
-        return 0;
-    return focus->focus;
+    if (focus && focus->focus != XCB_WINDOW_NONE && focus->focus != XCB_INPUT_FOCUS_POINTER_ROOT &&
+        focus->focus != rootWindow(c))
+        return focus->focus;
+    const auto active = activeWindow(c);
+    return active ? *active : 0;
 }
 
 bool X11Overlay::hasWindowManager()
@@ -140,8 +140,9 @@ void X11Overlay::focusWindow(quint32 window)
         if (!attributes || attributes->map_state != XCB_MAP_STATE_VIEWABLE)
             window = 0;
     }
-    if (hasWindowManager() && window != 0) {
-        // Ask the window manager, as a pager would, so that its own focus bookkeeping follows.
+    if (window != 0 && hasWindowManager()) {
+        // Tell the window manager too, as a pager would, so that its own idea of the active
+        // window follows.
         xcb_client_message_event_t event{};
         event.response_type = XCB_CLIENT_MESSAGE;
         event.format = 32;
@@ -152,10 +153,9 @@ void X11Overlay::focusWindow(quint32 window)
         xcb_send_event(c, 0, rootWindow(c),
                        XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
                        reinterpret_cast<const char *>(&event));
-    } else {
-        xcb_set_input_focus(c, XCB_INPUT_FOCUS_POINTER_ROOT,
-                            window != 0 ? window : xcb_window_t(XCB_INPUT_FOCUS_POINTER_ROOT),
-                            XCB_CURRENT_TIME);
     }
+    xcb_set_input_focus(c, XCB_INPUT_FOCUS_POINTER_ROOT,
+                        window != 0 ? window : xcb_window_t(XCB_INPUT_FOCUS_POINTER_ROOT),
+                        XCB_CURRENT_TIME);
     xcb_flush(c);
 }
