@@ -6,8 +6,9 @@ far from the sensor, and left alone for --settle seconds. Then, over the next --
   - CPU time: utime + stime of the whole process from /proc/PID/stat (all threads, in clock ticks),
     and the nanosecond run time of its threads from /proc/PID/task/*/schedstat;
   - wake-ups: voluntary + nonvoluntary context switches summed over /proc/PID/task/*/status.
-A thread that ends inside the window takes its switches with it; the thread counts are shown.
-An idle app should wake up never; the threads that did wake are listed by name.
+A thread that ends inside the window takes its switches with it, so it is listed by name and
+counted as one wake-up (it woke at least to end) in "wake-ups incl. ended". An idle app should
+wake up never; the threads that did wake are listed by name.
 
 Usage:
     bench/desktop_idle.py --build-dir build [--idle 60] [--settle 5]
@@ -70,7 +71,7 @@ def measure_one(desktop: Desktop, program: Program, args: argparse.Namespace) ->
             threads.append({"tid": tid, "name": now.name, "wakeups": switches,
                             "cpu_ms": ran / 1e6})
     threads.sort(key=lambda thread: -thread["wakeups"])
-    ended = [tid for tid in before.threads if tid not in after.threads]
+    ended = [before.threads[tid].name for tid in before.threads if tid not in after.threads]
     return {
         "seconds": seconds,
         "cpu_ms": (after.ticks - before.ticks) * 1000 / CLOCK_TICKS,
@@ -80,6 +81,8 @@ def measure_one(desktop: Desktop, program: Program, args: argparse.Namespace) ->
         "threads_before": len(before.threads),
         "threads_after": len(after.threads),
         "threads_ended": len(ended),
+        "ended_threads": ended,
+        "wakeups_incl_ended": wakeups + len(ended),
         "waking_threads": threads,
     }
 
@@ -89,8 +92,8 @@ def measure(desktop: Desktop, args: argparse.Namespace) -> dict:
     figures = {program.label: measure_one(desktop, program, args) for program in (app, minimal)}
     figures["ratio_cpu"] = ratio(figures[app.label]["cpu_ms_schedstat"],
                                  figures[minimal.label]["cpu_ms_schedstat"])
-    figures["ratio_wakeups"] = ratio(figures[app.label]["wakeups"],
-                                     figures[minimal.label]["wakeups"])
+    figures["ratio_wakeups"] = ratio(figures[app.label]["wakeups_incl_ended"],
+                                     figures[minimal.label]["wakeups_incl_ended"])
     return figures
 
 
@@ -101,15 +104,19 @@ def report(figures: dict, args: argparse.Namespace) -> None:
         f = figures[label]
         rows.append([label, f"{f['cpu_ms']:.0f}", f"{f['cpu_ms_schedstat']:.2f}",
                      str(f["wakeups"]), f"{f['wakeups_per_s']:.2f}",
+                     str(f["wakeups_incl_ended"]),
                      f"{f['threads_before']}/{f['threads_after']}/{f['threads_ended']}"])
     print(table(["program", "CPU ms (ticks)", "CPU ms (schedstat)", "wake-ups", "per s",
-                 "threads before/after/ended"], rows))
+                 "wake-ups incl. ended", "threads before/after/ended"], rows))
     print(f"ratio tallowfern/minimal: CPU {format_ratio(figures['ratio_cpu'])}, "
           f"wake-ups {format_ratio(figures['ratio_wakeups'])}")
     for label in ("tallowfern", "minimal"):
         waking = figures[label]["waking_threads"]
+        ended = figures[label]["ended_threads"]
+        if ended:
+            print(f"{label}: threads that ended in the window: " + ", ".join(ended))
         if not waking:
-            print(f"{label}: no thread woke up")
+            print(f"{label}: no running thread woke up")
             continue
         print(f"{label}: threads that woke up")
         print(table(["  thread", "tid", "wake-ups", "CPU ms"],
