@@ -166,8 +166,9 @@ QString XServer::startHelper(QProcess &process, const QString &program,
                              const QStringList &arguments, const char *selection)
 {
     process.setProcessEnvironment(clientEnvironment());
-    process.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    process.setStandardOutputFile(QProcess::nullDevice());
+    // Their complaints about windows that vanished mid-request are noise; keep them aside.
+    process.setProcessChannelMode(QProcess::MergedChannels);
+    process.setStandardOutputFile(QDir(m_scratch.path()).filePath(program + u".log"_qs));
     process.start(program, arguments);
     if (!process.waitForStarted(5000))
         return program + u" did not start: "_qs + process.errorString();
@@ -328,12 +329,12 @@ xcb_window_t XServer::findWindow(const QString &title) const
         }
         level = next;
     }
-    // Toolkits keep hidden windows around; the one on the screen is the one that matters.
+    // Toolkits keep hidden windows of the same name around; the one on the screen matters.
     for (xcb_window_t window : std::as_const(found)) {
         if (isViewable(window))
             return window;
     }
-    return found.value(0, 0);
+    return 0;
 }
 
 bool XServer::isViewable(xcb_window_t window) const
@@ -341,6 +342,13 @@ bool XServer::isViewable(xcb_window_t window) const
     Reply<xcb_get_window_attributes_reply_t> reply(xcb_get_window_attributes_reply(
         m_connection, xcb_get_window_attributes(m_connection, window), nullptr));
     return reply && reply->map_state == XCB_MAP_STATE_VIEWABLE;
+}
+
+bool XServer::isOverrideRedirect(xcb_window_t window) const
+{
+    Reply<xcb_get_window_attributes_reply_t> reply(xcb_get_window_attributes_reply(
+        m_connection, xcb_get_window_attributes(m_connection, window), nullptr));
+    return reply && reply->override_redirect != 0;
 }
 
 QRect XServer::geometry(xcb_window_t window) const
@@ -528,6 +536,12 @@ TestWindow::~TestWindow()
         xcb_destroy_window(m_server.connection(), m_window);
         xcb_flush(m_server.connection());
     }
+}
+
+void TestWindow::show()
+{
+    xcb_map_window(m_server.connection(), m_window);
+    xcb_flush(m_server.connection());
 }
 
 void TestWindow::showBelowOthers()

@@ -41,10 +41,10 @@ public:
     [[nodiscard]] QImage grab(const QRect &area = QRect(0, 0, Width, Height)) const;
     [[nodiscard]] QRgb pixel(int x, int y) const;
 
-    // A window whose _NET_WM_NAME (or else WM_NAME) is `title`, a viewable one if there is one;
-    // 0 if none.
+    // A viewable window whose _NET_WM_NAME (or else WM_NAME) is `title`; 0 if there is none.
     [[nodiscard]] xcb_window_t findWindow(const QString &title) const;
     [[nodiscard]] bool isViewable(xcb_window_t window) const;
+    [[nodiscard]] bool isOverrideRedirect(xcb_window_t window) const;
     [[nodiscard]] QRect geometry(xcb_window_t window) const; // in root coordinates
     // Whether `upper` is stacked above `lower`, comparing the top-level windows holding them.
     [[nodiscard]] bool isStackedAbove(xcb_window_t upper, xcb_window_t lower) const;
@@ -91,6 +91,8 @@ public:
     TestWindow &operator=(const TestWindow &) = delete;
 
     [[nodiscard]] xcb_window_t id() const { return m_window; }
+    // Maps the window on top, as a newly opened window would be.
+    void show();
     // Maps the window at the bottom of the stack, where the panel's windows are above it.
     void showBelowOthers();
 

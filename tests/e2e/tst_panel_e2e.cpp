@@ -2,21 +2,37 @@
 #include "XServer.h"
 
 #include <QDir>
+#include <QElapsedTimer>
+#include <QProcess>
 #include <QStandardPaths>
 #include <QTest>
 
+#include <cstring>
+#include <functional>
 #include <memory>
+#include <utility>
 
 // The real binary on private X servers, bare and under openbox: the pointer and the keyboard are
 // driven with xdotool and the outcome is read off the screen and the windows' properties.
 namespace {
 
 // Where things are on a 1920x1080 screen: the open card spans x 570..1350 and y 0..380, the
-// closed notch 865..1055 by 24.
+// closed notch 865..1055 by 24, with wings 801..1119 when there are open tasks.
 constexpr QPoint InsideOpenCard[] = {{960, 200}, {600, 40}, {1320, 350}};
 constexpr QPoint OutsideOpenCard[] = {{540, 200}, {960, 420}};
 constexpr QPoint InNotch{960, 12};
+// Near the card's bottom edge: the first place a closing card lets the background through.
+constexpr QPoint NearBottomEdge{960, 370};
 constexpr QPoint FarAway{960, 900};
+constexpr int NotchLeft = 865;
+constexpr int NotchRight = 1055;
+constexpr int WingsLeft = 801;
+constexpr int WingsRight = 1119;
+constexpr int NotchHeight = 24;
+
+constexpr QRgb Orange = qRgb(255, 189, 82);
+constexpr QRgb Blue = qRgb(140, 168, 255);
+
 bool isBlack(QRgb colour)
 {
     return qRed(colour) <= 24 && qGreen(colour) <= 24 && qBlue(colour) <= 24;
@@ -26,9 +42,45 @@ bool isBackground(QRgb colour)
 {
     return qRed(colour) >= 232 && qGreen(colour) >= 232 && qBlue(colour) >= 232;
 }
+bool isNear(QRgb colour, QRgb target, int tolerance = 40)
+{
+    return qAbs(qRed(colour) - qRed(target)) <= tolerance &&
+           qAbs(qGreen(colour) - qGreen(target)) <= tolerance &&
+           qAbs(qBlue(colour) - qBlue(target)) <= tolerance;
+}
+// Text is white at half strength over black; its smoothed edges are darker greys.
+bool isTextGrey(QRgb colour)
+{
+    const int high = qMax(qRed(colour), qMax(qGreen(colour), qBlue(colour)));
+    const int low = qMin(qRed(colour), qMin(qGreen(colour), qBlue(colour)));
+    return high - low <= 20 && high >= 64 && high <= 200;
+}
+
+QList<QPoint> pixelsWhere(const QImage &image, const QRect &area,
+                          const std::function<bool(QRgb)> &matches)
+{
+    QList<QPoint> found;
+    for (int y = area.top(); y <= area.bottom(); ++y) {
+        for (int x = area.left(); x <= area.right(); ++x) {
+            if (matches(image.pixel(x, y)))
+                found.append(QPoint(x, y));
+        }
+    }
+    return found;
+}
+
 QString describe(QRgb colour)
 {
     return u"#%1"_qs.arg(colour & 0xffffffu, 6, 16, QLatin1Char('0'));
+}
+
+QString describe(const QImage &image, const QList<QPoint> &points)
+{
+    QString text = u"%1 pixels:"_qs.arg(points.size());
+    for (QPoint point : points.mid(0, 8)) {
+        text += u" (%1,%2)=%3"_qs.arg(point.x()).arg(point.y()).arg(describe(image.pixel(point)));
+    }
+    return text;
 }
 
 } // namespace
@@ -85,10 +137,14 @@ class TestPanelE2e : public QObject {
         return m_content != 0 && m_x->isSameOrInside(m_x->inputFocus(), m_content);
     }
 
-    QString screenshot(const QString &name) const
+    static QString outputPath(const QString &name)
     {
-        const QString path = QDir::current().absoluteFilePath(name + u".png"_qs);
-        m_x->grab().save(path);
+        return QDir(QStringLiteral(SCREENSHOT_DIR)).filePath(name + u".png"_qs);
+    }
+    QString screenshot(const QString &name, const QRect &area = {}) const
+    {
+        const QString path = outputPath(name);
+        (area.isNull() ? m_x->grab() : m_x->grab(area)).save(path);
         return path;
     }
     QString failure(const QString &what) const
@@ -103,7 +159,30 @@ class TestPanelE2e : public QObject {
                              OutsideOpenCard[0], OutsideOpenCard[1]}) {
             message += u" (%1,%2)=%3"_qs.arg(point.x()).arg(point.y()).arg(describe(at(point)));
         }
+        message += u"; focus 0x%1, content 0x%2, sensor 0x%3"_qs.arg(m_x->inputFocus(), 0, 16)
+                       .arg(m_content, 0, 16)
+                       .arg(m_sensor, 0, 16);
         return message;
+    }
+
+    // What tesseract reads in a crop of light text on black, enlarged and turned dark on light.
+    [[nodiscard]] QString readText(const QImage &crop) const
+    {
+        QImage image = crop.convertToFormat(QImage::Format_Grayscale8);
+        image.invertPixels();
+        image = image.scaled(image.size() * 4, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+        QImage page(image.size() + QSize(40, 40), QImage::Format_Grayscale8);
+        page.fill(Qt::white);
+        for (int y = 0; y < image.height(); ++y) {
+            std::memcpy(page.scanLine(y + 20) + 20, image.constScanLine(y), size_t(image.width()));
+        }
+        const QString path = QDir(m_x->scratch()).filePath(u"text.png"_qs);
+        page.save(path);
+        QProcess tesseract;
+        tesseract.start(u"tesseract"_qs, {path, u"-"_qs, u"--psm"_qs, u"7"_qs});
+        if (!tesseract.waitForFinished(20000))
+            return u"(tesseract did not finish)"_qs;
+        return QString::fromUtf8(tesseract.readAllStandardOutput()).trimmed();
     }
 
     void run(const QStringList &arguments)
@@ -130,12 +209,11 @@ class TestPanelE2e : public QObject {
         const bool mapped = waitFor(
             [this] {
                 m_sensor = m_x->findWindow(u"Tallowfern Sensor"_qs);
-                return m_sensor != 0 && m_x->isViewable(m_sensor);
+                m_content = m_x->findWindow(u"Tallowfern"_qs);
+                return m_sensor != 0 && m_content != 0;
             },
             15000);
-        QVERIFY2(mapped, "the sensor window never mapped");
-        m_content = m_x->findWindow(u"Tallowfern"_qs);
-        QVERIFY2(m_content != 0, "no content window");
+        QVERIFY2(mapped, "the sensor and content windows never both mapped");
         VERIFY_SCREEN(waitFor([this] { return isClosed(); }), u"the closed notch never showed"_qs);
     }
 
@@ -163,8 +241,10 @@ private slots:
     void initTestCase()
     {
         // Screenshots of earlier failures would only mislead.
-        for (const QString &stale : QDir::current().entryList({u"*-failed.png"_qs}, QDir::Files))
-            QFile::remove(stale);
+        QDir screenshots(QStringLiteral(SCREENSHOT_DIR));
+        QVERIFY(screenshots.mkpath(u"."_qs));
+        for (const QString &stale : screenshots.entryList({u"*-failed.png"_qs}, QDir::Files))
+            screenshots.remove(stale);
         for (const QString &tool : {u"Xvfb"_qs, u"xcompmgr"_qs, u"openbox"_qs, u"xdotool"_qs}) {
             if (QStandardPaths::findExecutable(tool).isEmpty())
                 QFAIL(qPrintable(tool + u" is missing (tools/dev test installs it)"_qs));
@@ -212,9 +292,279 @@ private slots:
         QVERIFY(waitFor([&] { return m_x->isSameOrInside(m_x->inputFocus(), id); }));
 
         m_x->takeButtonPresses(id);
-        run({u"mousemove"_qs, u"650"_qs, u"250"_qs, u"click"_qs, u"1"_qs});
+        CHECKED(run({u"mousemove"_qs, u"650"_qs, u"250"_qs, u"click"_qs, u"1"_qs}));
         int presses = 0;
         QVERIFY(waitFor([&] { return (presses += m_x->takeButtonPresses(id)) > 0; }));
+    }
+
+    void hoverOpensAndLeavingCloses()
+    {
+        CHECKED(startApp());
+
+        // Passing over the notch on the way elsewhere is not resting on it.
+        CHECKED(run({u"mousemove"_qs, u"960"_qs, u"5"_qs, u"sleep"_qs, u"0.03"_qs, u"mousemove"_qs,
+                     u"960"_qs, u"900"_qs}));
+        VERIFY_SCREEN(holdsFor([this] { return isClosed(); }, 800),
+                      u"brushing past the notch opened the panel"_qs);
+
+        CHECKED(openByHovering());
+        QFETCH_GLOBAL(bool, windowManager);
+        if (windowManager)
+            screenshot(u"panel-open"_qs, QRect(500, 0, 920, 460));
+        // Over the card it stays open.
+        CHECKED(movePointer({960, 200}));
+        VERIFY_SCREEN(holdsFor([this] { return isOpen(); }, 800),
+                      u"the panel closed with the pointer on it"_qs);
+
+        // Leaving closes it, but not at once.
+        CHECKED(movePointer(FarAway));
+        VERIFY_SCREEN(holdsFor([this] { return isOpen(); }, 250),
+                      u"the panel closed sooner than 0.35 s after the pointer left"_qs);
+        VERIFY_SCREEN(waitFor([this] { return isClosed(); }),
+                      u"the panel did not close after the pointer left"_qs);
+    }
+
+    void hotKeyPinsOpenAndTakesFocus()
+    {
+        CHECKED(startApp());
+        CHECKED(openPinned());
+        // Pinned, it stays open with the pointer far away, even after passing over it.
+        VERIFY_SCREEN(holdsFor([this] { return isOpen(); }, 800),
+                      u"the pinned panel closed by itself"_qs);
+        CHECKED(movePointer({960, 200}));
+        CHECKED(movePointer(FarAway));
+        VERIFY_SCREEN(holdsFor([this] { return isOpen() && contentHasFocus(); }, 800),
+                      u"the pinned panel closed or lost the focus when the pointer left it"_qs);
+
+        CHECKED(pressHotKey());
+        VERIFY_SCREEN(waitFor([this] { return isClosed(); }), u"Alt+N again did not close it"_qs);
+    }
+
+    void escapeClosesPinned()
+    {
+        CHECKED(startApp());
+        CHECKED(openPinned());
+        CHECKED(run({u"key"_qs, u"Escape"_qs}));
+        VERIFY_SCREEN(waitFor([this] { return isClosed(); }), u"Escape did not close it"_qs);
+    }
+
+    void clickOutsideCloses_data()
+    {
+        QTest::addColumn<bool>("pinned");
+        QTest::newRow("pinned") << true;
+        QTest::newRow("hovered") << false;
+    }
+    void clickOutsideCloses()
+    {
+        QFETCH(bool, pinned);
+        CHECKED(startApp());
+        if (pinned) {
+            CHECKED(openPinned());
+        } else {
+            CHECKED(openByHovering());
+            CHECKED(movePointer({960, 200}));
+        }
+
+        QElapsedTimer sinceClick;
+        sinceClick.start();
+        CHECKED(run({u"mousemove"_qs, u"100"_qs, u"900"_qs, u"click"_qs, u"1"_qs}));
+        // At once: the card starts shrinking well before leaving alone would close it (0.35 s).
+        VERIFY_SCREEN(waitFor([this] { return isBackground(at(NearBottomEdge)); }, 5000),
+                      u"a click outside did not close the panel"_qs);
+        const qint64 elapsed = sinceClick.elapsed();
+        VERIFY_SCREEN(elapsed < 300,
+                      u"the panel took %1 ms to start closing after the click"_qs.arg(elapsed));
+        VERIFY_SCREEN(waitFor([this] { return isClosed(); }), u"the panel did not close"_qs);
+    }
+
+    void wings_data()
+    {
+        QTest::addColumn<QStringList>("toDo");
+        QTest::addColumn<QStringList>("doing");
+        QTest::addColumn<int>("left"); // left edge of the closed shape
+        QTest::addColumn<int>("right");
+        QTest::addColumn<QRgb>("dot");
+        QTest::addColumn<QString>("text");
+        const QStringList toDo{u"Write report"_qs, u"Call Sam"_qs};
+        QTest::newRow("doing") << toDo << QStringList{u"Fix the bike"_qs} << WingsLeft << WingsRight
+                               << Orange << u"3 left"_qs;
+        QTest::newRow("to do only")
+            << toDo << QStringList() << WingsLeft << WingsRight << Blue << u"2 left"_qs;
+        QTest::newRow("nothing open")
+            << QStringList() << QStringList() << NotchLeft << NotchRight << QRgb(0) << QString();
+    }
+    void wings()
+    {
+        QFETCH(QStringList, toDo);
+        QFETCH(QStringList, doing);
+        QFETCH(int, left);
+        QFETCH(int, right);
+        QFETCH(QRgb, dot);
+        QFETCH(QString, text);
+        // Finished cards never count.
+        CHECKED(startApp(toDo, doing, {u"Water the plants"_qs}));
+
+        // The closed shape's extent: its top edge, where the notch flares out, is the widest.
+        const auto extent = [this] {
+            const QImage strip = m_x->grab(QRect(0, 0, XServer::Width, NotchHeight));
+            int first = -1;
+            int last = -1;
+            for (int x = 0; x < strip.width(); ++x) {
+                for (int y = 0; y < strip.height(); ++y) {
+                    if (!isBackground(strip.pixel(x, y))) {
+                        first = first < 0 ? x : first;
+                        last = x;
+                    }
+                }
+            }
+            return std::pair(first, last + 1);
+        };
+        std::pair<int, int> edges;
+        VERIFY_SCREEN(waitFor([&] {
+                          edges = extent();
+                          return qAbs(edges.first - left) <= 2 && qAbs(edges.second - right) <= 2;
+                      }),
+                      u"the closed shape spans %1..%2, not %3..%4"_qs.arg(edges.first)
+                          .arg(edges.second)
+                          .arg(left)
+                          .arg(right));
+        // Just the notch's height, wings or not.
+        VERIFY_SCREEN(isBlack(at({960, NotchHeight - 1})) &&
+                          isBlack(at({left + 10, NotchHeight / 2})) &&
+                          isBlack(at({right - 11, NotchHeight / 2})) &&
+                          isBackground(at({960, NotchHeight})) &&
+                          isBackground(at({left + 10, NotchHeight + 1})),
+                      u"the closed shape is not %1 high"_qs.arg(NotchHeight));
+
+        const QImage top = m_x->grab(QRect(0, 0, XServer::Width, NotchHeight));
+        QFETCH_GLOBAL(bool, windowManager);
+        if (windowManager && text == u"3 left")
+            screenshot(u"closed-wings"_qs, QRect(700, 0, 520, 60));
+
+        // Inside the shape, clear of its smoothed outline and rounded lower corners.
+        const QRect leftWing(WingsLeft + 8, 1, NotchLeft - WingsLeft - 10, NotchHeight - 6);
+        const QRect rightWing(NotchRight + 2, 1, WingsRight - NotchRight - 10, NotchHeight - 6);
+        const QRect whole(left + 8, 1, right - left - 16, NotchHeight - 6);
+        const auto near = [](QRgb target) {
+            return [target](QRgb colour) { return isNear(colour, target); };
+        };
+        const auto expectNone = [&](const QRect &area, const std::function<bool(QRgb)> &matches,
+                                    const char *what) {
+            const QList<QPoint> found = pixelsWhere(top, area, matches);
+            QVERIFY2(found.isEmpty(),
+                     qPrintable(QLatin1String(what) + u": "_qs + describe(top, found)));
+        };
+        if (text.isEmpty()) {
+            CHECKED(expectNone(whole, near(Orange), "an orange dot"));
+            CHECKED(expectNone(whole, near(Blue), "a blue dot"));
+            CHECKED(expectNone(whole, isTextGrey, "text"));
+            return;
+        }
+        QVERIFY2(pixelsWhere(top, leftWing, near(dot)).size() >= 4,
+                 "no dot of the expected colour");
+        CHECKED(
+            expectNone(whole, near(dot == Orange ? Blue : Orange), "a dot of the other colour"));
+        CHECKED(expectNone(rightWing, near(dot), "a dot in the right wing"));
+        CHECKED(expectNone(leftWing, isTextGrey, "text in the left wing"));
+        QVERIFY2(pixelsWhere(top, rightWing, isTextGrey).size() >= 15, "no text in the right wing");
+
+        if (QStandardPaths::findExecutable(u"tesseract"_qs).isEmpty()) {
+            qWarning("tesseract is missing: the right wing's text goes unread");
+            return;
+        }
+        QCOMPARE(readText(top.copy(QRect(NotchRight + 5, 2, 50, 20))), text);
+    }
+
+    void windowsBelongToTheDesktop()
+    {
+        CHECKED(startApp());
+        QCOMPARE(m_x->geometry(m_sensor), QRect(853, 0, 214, 24));
+        QCOMPARE(m_x->geometry(m_content), QRect(530, 0, 860, 420));
+        for (xcb_window_t window : {m_sensor, m_content}) {
+            const QByteArrayList wmClass = m_x->stringListProperty(window, "WM_CLASS");
+            QCOMPARE(wmClass.value(0), QByteArray("tallowfern"));
+            QCOMPARE(wmClass.value(1).toLower(), QByteArray("tallowfern"));
+        }
+        QFETCH_GLOBAL(bool, windowManager);
+        if (!windowManager)
+            QSKIP("without a window manager nobody keeps _NET_WM_STATE or _NET_WM_DESKTOP");
+
+        // A window manager rewrites the state of the windows it manages with the states it knows:
+        // openbox has no sticky state and shows a window on every desktop through
+        // _NET_WM_DESKTOP alone. Windows it leaves alone keep the state they set.
+        const bool stickyKnown = m_x->atomListProperty(m_x->root(), "_NET_SUPPORTED")
+                                     .contains(u"_NET_WM_STATE_STICKY"_qs);
+        const auto expectedStates = [&](xcb_window_t window) {
+            QStringList states{u"_NET_WM_STATE_SKIP_TASKBAR"_qs, u"_NET_WM_STATE_SKIP_PAGER"_qs,
+                               u"_NET_WM_STATE_ABOVE"_qs};
+            if (stickyKnown || m_x->isOverrideRedirect(window))
+                states.append(u"_NET_WM_STATE_STICKY"_qs);
+            return states;
+        };
+        const auto checkState = [&](const char *when) {
+            for (xcb_window_t window : {m_sensor, m_content}) {
+                const QStringList state = m_x->atomListProperty(window, "_NET_WM_STATE");
+                for (const QString &expected : expectedStates(window)) {
+                    QVERIFY2(state.contains(expected),
+                             qPrintable(u"%1 lacks %2 when %3: %4"_qs.arg(
+                                 window == m_sensor ? u"sensor"_qs : u"content"_qs, expected,
+                                 QLatin1String(when), state.join(u' '))));
+                }
+                QCOMPARE(m_x->cardinalProperty(window, "_NET_WM_DESKTOP").value_or(0), 0xFFFFFFFFu);
+            }
+        };
+        CHECKED(checkState("closed"));
+        CHECKED(openPinned());
+        CHECKED(checkState("open"));
+    }
+
+    // Another program's window, newly opened and focused, over the area of the open card (though
+    // not over the notch): the panel opens above it and leaves it the keyboard.
+    void hoverOpensOverFocusedWindowAndLeavesFocus()
+    {
+        CHECKED(startApp());
+        TestWindow window(*m_x, QRect(300, 60, 1320, 700));
+        window.show();
+        QVERIFY(waitFor([&] { return m_x->isViewable(window.id()); }));
+        const auto focused = [&] { return m_x->isSameOrInside(m_x->inputFocus(), window.id()); };
+        // The window manager focuses it; bare, we do.
+        if (!waitFor(focused, 1000))
+            m_x->setInputFocus(window.id());
+        QVERIFY(waitFor(focused));
+
+        CHECKED(movePointer({960, 5}));
+        // The strip above the window shows that it opened at all.
+        VERIFY_SCREEN(waitFor([this] { return isBlack(at(InsideOpenCard[1])); }),
+                      u"resting on the notch did not open it"_qs);
+        VERIFY_SCREEN(waitFor([this] { return isOpen(); }),
+                      u"the open panel is beneath the other window"_qs);
+        QVERIFY2(holdsFor(focused, 300), "the hover-opened panel took the keyboard focus");
+        CHECKED(movePointer(FarAway));
+        VERIFY_SCREEN(waitFor([this] { return isClosed(); }), u"the panel did not close"_qs);
+        QVERIFY2(focused(), "the focus did not stay with the window");
+    }
+
+    void clickOnClosedPanelReachesWindowBelow()
+    {
+        CHECKED(startApp());
+        TestWindow window(*m_x, QRect(400, 100, 1120, 700));
+        window.showBelowOthers();
+        QVERIFY(waitFor([&] { return m_x->isViewable(window.id()); }));
+        const QPoint target(960, 300);
+        // Only a real test if the content window is there, over ours.
+        QVERIFY(m_x->isViewable(m_content));
+        QVERIFY(m_x->geometry(m_content).contains(target));
+        QVERIFY(m_x->geometry(window.id()).contains(target));
+        QVERIFY(waitFor([&] { return m_x->isStackedAbove(m_content, window.id()); }));
+
+        m_x->takeButtonPresses(window.id());
+        CHECKED(run({u"mousemove"_qs, QString::number(target.x()), QString::number(target.y()),
+                     u"click"_qs, u"1"_qs}));
+        int presses = 0;
+        QVERIFY2(waitFor([&] { return (presses += m_x->takeButtonPresses(window.id())) > 0; }),
+                 "the click did not reach the window below");
+        VERIFY_SCREEN(holdsFor([this] { return isClosed(); }, 300),
+                      u"the click opened the panel"_qs);
     }
 };
 
