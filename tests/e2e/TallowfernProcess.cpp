@@ -28,8 +28,11 @@ QByteArray cards(const QStringList &titles, const char *mark)
 
 TallowfernProcess::TallowfernProcess(const XServer &server) : m_server(server)
 {
-    for (const char *name : {"home", "config", "state", "data", "cache", "vault"})
+    for (const char *name : {"home", "config", "state", "data", "cache", "vault", "runtime"})
         QDir(m_dir.path()).mkpath(QString::fromLatin1(name));
+    // Qt insists on a runtime folder that only its owner may enter.
+    QFile::setPermissions(path(u"runtime"_qs),
+                          QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner);
 }
 
 TallowfernProcess::~TallowfernProcess()
@@ -73,6 +76,7 @@ QString TallowfernProcess::start()
     environment.insert(u"XDG_STATE_HOME"_qs, path(u"state"_qs));
     environment.insert(u"XDG_DATA_HOME"_qs, path(u"data"_qs));
     environment.insert(u"XDG_CACHE_HOME"_qs, path(u"cache"_qs));
+    environment.insert(u"XDG_RUNTIME_DIR"_qs, path(u"runtime"_qs));
     environment.insert(u"TALLOWFERN_VAULT"_qs, path(u"vault"_qs));
     environment.insert(u"QT_QPA_PLATFORM"_qs, u"xcb"_qs);
     // A session bus that is not there: the app must not put its tray icon on the user's desktop.
