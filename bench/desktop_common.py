@@ -34,6 +34,7 @@ SESSION_BUS_CONFIG = REPO / "tests" / "session-bus.conf"
 # Bottom left: as far from the top-centre sensor as the screen allows.
 POINTER_PARK = (10, 1070)
 CLOCK_TICKS = os.sysconf("SC_CLK_TCK")
+WARM_UP_SECONDS = 2.0
 
 
 class BenchError(Exception):
@@ -148,6 +149,7 @@ class Desktop:
         self._processes: list[subprocess.Popen] = []
         self.display = ""
         self.env: dict[str, str] = {}
+        self._warm: set[str] = set()
 
     def __enter__(self) -> Desktop:
         self.root = Path(tempfile.mkdtemp(prefix="tallowfern-bench-"))
@@ -276,6 +278,15 @@ class Desktop:
         self._log.flush()
         text = (self.root / "programs.log").read_text(errors="replace").splitlines()
         return "\n".join(text[-lines:])
+
+    def warm_up(self, program: Program, always: bool = True) -> None:
+        """An unmeasured start that runs for a moment. The first start in a fresh home reads the
+        libraries from disk and fills the shader caches in XDG_CACHE_HOME (7 MiB more memory
+        than any later start); it must render its first frame before it is stopped for that."""
+        if always or program.label not in self._warm:
+            with self.start_up(program, hold=True):
+                time.sleep(WARM_UP_SECONDS)
+            self._warm.add(program.label)
 
     def start_up(self, program: Program, hold: bool) -> Launch:
         """Starts `program` through the probe and returns once its window is mapped."""

@@ -1,8 +1,9 @@
 #!/usr/bin/env python3
 """Idle CPU time and wake-ups of the closed app, beside the minimal Qt Quick program.
 
-Each program is started on the private Xvfb with the pointer parked in the bottom-left corner,
-far from the sensor, and left alone for --settle seconds. Then, over the next --idle seconds:
+Each program is started once unmeasured on the private Xvfb (unless desktop_bench.py's start-ups
+did that already), then again with the pointer parked in the bottom-left corner, far from the
+sensor, and left alone for --settle seconds. Then, over the next --idle seconds:
   - CPU time: utime + stime of the whole process from /proc/PID/stat (all threads, in clock ticks),
     and the nanosecond run time of its threads from /proc/PID/task/*/schedstat;
   - wake-ups: voluntary + nonvoluntary context switches summed over /proc/PID/task/*/status.
@@ -43,6 +44,7 @@ def check_arguments(parser: argparse.ArgumentParser, args: argparse.Namespace) -
 
 
 def measure_one(desktop: Desktop, program: Program, args: argparse.Namespace) -> dict:
+    desktop.warm_up(program, always=False)
     desktop.park_pointer()
     with desktop.start_up(program, hold=True) as launch:
         time.sleep(args.settle)

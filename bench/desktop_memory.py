@@ -1,11 +1,14 @@
 #!/usr/bin/env python3
 """Resident memory of the idle, closed app beside the minimal Qt Quick program.
 
-Each program is started on the private Xvfb, left alone for --settle seconds after its window is
-mapped, and then read: VmRSS (and its anonymous and file parts) from /proc/PID/status, Pss and
+Each program is started once unmeasured on the private Xvfb (unless desktop_bench.py's start-ups
+did that already), then again, left alone for --settle seconds after its window is mapped, and
+read: VmRSS (and its anonymous and file parts) from /proc/PID/status, Pss and
 its parts from /proc/PID/smaps_rollup. The programs run one after the other, never together, so
 neither shares library pages with the other and Pss counts the libraries in full. With several
 --memory-runs the median of each figure is shown. The target is app/minimal Pss of at most 1.3.
+Pss still shares pages with whatever else runs on the machine: another Qt program started
+meanwhile lowers it, so compare Pss from a quiet machine. VmRSS does not depend on that.
 
 Usage:
     bench/desktop_memory.py --build-dir build [--memory-runs 3] [--settle 5]
@@ -43,6 +46,7 @@ def check_arguments(parser: argparse.ArgumentParser, args: argparse.Namespace) -
 
 
 def read_one(desktop: Desktop, program: Program, args: argparse.Namespace) -> dict[str, int]:
+    desktop.warm_up(program, always=False)
     desktop.park_pointer()
     with desktop.start_up(program, hold=True) as launch:
         time.sleep(args.settle)
@@ -82,6 +86,7 @@ def report(figures: dict, args: argparse.Namespace) -> None:
         verdict = "" if value is None else (" (within 1.3)" if value <= TARGET_RATIO
                                             else " (above 1.3)")
         print(f"ratio tallowfern/minimal {key}: {format_ratio(value)}{verdict}")
+    print("(Pss drops while other programs map the same libraries; VmRSS does not)")
 
 
 def main() -> int:

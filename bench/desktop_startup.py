@@ -4,8 +4,8 @@
 For the app the window that counts is the sensor ("Tallowfern Sensor"), for the minimal Qt Quick
 program its only window. bench_map_probe watches the root window for MapNotify before it spawns
 the program, so nothing is polled; a reparenting window manager (--wm) counts when the frame that
-holds the window is mapped. The two programs take turns, after unmeasured warm-up starts that
-fill the page cache and the QML disk cache, on one private Xvfb with the same scratch home.
+holds the window is mapped. The two programs take turns, after unmeasured warm-up starts of 2 s
+that fill the page cache and the shader caches, on one private Xvfb with the same scratch home.
 
 Usage:
     bench/desktop_startup.py --build-dir build [--startups 15] [--warmups 1]
@@ -43,8 +43,7 @@ def measure(desktop: Desktop, args: argparse.Namespace) -> dict:
     app, minimal = programs(args)
     for _ in range(args.warmups):
         for program in (app, minimal):
-            with desktop.start_up(program, hold=False):
-                pass
+            desktop.warm_up(program)
     times: dict[str, list[float]] = {app.label: [], minimal.label: []}
     for run in range(args.startups):
         # Taking turns spreads any drift of the machine over both programs alike.
