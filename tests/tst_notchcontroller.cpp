@@ -110,6 +110,8 @@ private slots:
     void mouseWheelNeverSwitchesTabs();
     void withoutCompositorWindowIsClippedToTheShape();
     void pointerWatchOnlyWhileNeeded();
+    void staysAboveWindowsThatComeUpLater();
+    void fullScreenWindowKeepsTheScreen();
 
 private:
     void parkPointer() { QVERIFY(xdotool({u"mousemove"_qs, u"960"_qs, u"900"_qs})); }
@@ -352,6 +354,66 @@ void TestNotchController::pointerWatchOnlyWhileNeeded()
     // Raw motion away from the notch ends the wait.
     QVERIFY(xdotool({u"mousemove_relative"_qs, u"--"_qs, u"0"_qs, u"300"_qs}));
     QTRY_VERIFY_WITH_TIMEOUT(!behavior->isWaitingForExit(), 2000);
+}
+
+namespace {
+
+// Our windows' places in the root's stacking order, bottom first, and the highest other one.
+struct Stacking {
+    qsizetype sensor = -1;
+    qsizetype panel = -1;
+    qsizetype other = -1;
+};
+
+Stacking stacking(const NotchController &controller, const QWindow &other)
+{
+    std::unique_ptr<xcb_query_tree_reply_t, FreeDeleter> tree(xcb_query_tree_reply(
+        connection(),
+        xcb_query_tree(connection(),
+                       xcb_setup_roots_iterator(xcb_get_setup(connection())).data->root),
+        nullptr));
+    Stacking result;
+    const xcb_window_t *children = xcb_query_tree_children(tree.get());
+    for (int i = 0; i < xcb_query_tree_children_length(tree.get()); ++i) {
+        if (children[i] == controller.sensor()->winId())
+            result.sensor = i;
+        else if (children[i] == controller.panel()->winId())
+            result.panel = i;
+        else if (children[i] == other.winId())
+            result.other = i;
+    }
+    return result;
+}
+
+} // namespace
+
+void TestNotchController::staysAboveWindowsThatComeUpLater()
+{
+    OtherWindow other;
+    other.setGeometry(300, 0, 1300, 700);
+    other.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&other));
+    other.raise();
+    QTRY_VERIFY_WITH_TIMEOUT(
+        stacking(*m_controller, other).sensor > stacking(*m_controller, other).other, 2000);
+    const Stacking order = stacking(*m_controller, other);
+    QVERIFY(order.panel > order.sensor);
+    // And hovering still reaches the sensor.
+    QVERIFY(xdotool({u"mousemove"_qs, u"960"_qs, u"5"_qs}));
+    QTRY_VERIFY_WITH_TIMEOUT(m_controller->model()->isOpen(), 2000);
+}
+
+void TestNotchController::fullScreenWindowKeepsTheScreen()
+{
+    OtherWindow film;
+    film.setGeometry(0, 0, 1920, 1080);
+    film.show();
+    QVERIFY(QTest::qWaitForWindowExposed(&film));
+    film.raise();
+    QTest::qWait(300);
+    const Stacking order = stacking(*m_controller, film);
+    QVERIFY(order.other > order.panel);
+    QVERIFY(order.other > order.sensor);
 }
 
 QTEST_MAIN(TestNotchController)

@@ -5,6 +5,7 @@
 #include "notch/SensorWindow.h"
 #include "platform/HotKey.h"
 #include "platform/PointerMonitor.h"
+#include "platform/StackKeeper.h"
 #include "platform/X11Overlay.h"
 #include "store/BoardStore.h"
 
@@ -70,6 +71,9 @@ NotchController::NotchController(BoardStore *store, QQmlEngine *engine, const QU
     connect(m_model, &NotchModel::isOpenChanged, this, [this] {
         updatePointerWatch();
         updateMask();
+        // Whatever came up meanwhile, the opening panel shows above it.
+        if (m_model->isOpen() && m_stack)
+            m_stack->raise();
     });
     // Typing into a field needs the keyboard, which a panel opened by hovering does not have.
     connect(m_model, &NotchModel::isEditingChanged, this, [this] {
@@ -104,6 +108,9 @@ NotchController::NotchController(BoardStore *store, QQmlEngine *engine, const QU
     updateMask();
     m_sensor->show();
     m_panel->show();
+    // No window manager keeps unmanaged windows on top: we do, the sensor under the panel.
+    m_stack = new StackKeeper(this);
+    m_stack->keepAbove({m_sensor, m_panel});
 
     // The hot key follows the stored shortcut and is off while a shortcut is being recorded, so
     // that the keys reach the recorder.

@@ -15,6 +15,7 @@ class QQmlEngine;
 class QQuickView;
 class QScreen;
 class SensorWindow;
+class StackKeeper;
 
 // The panel on the desktop: the content window that hosts the views, the hover sensor over the
 // notch, the global pointer watch and the hot key, all wired to NotchBehavior, which makes every
@@ -67,6 +68,7 @@ private:
     QQuickView *m_panel = nullptr;
     SensorWindow *m_sensor = nullptr;
     HotKey *m_hotKey = nullptr;
+    StackKeeper *m_stack = nullptr;
     bool m_interactive = false;
     bool m_exitWatch = false;
     // The keyboard was taken for the panel, and who had it before.

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <QList>
+#include <QObject>
+
+struct xcb_connection_t;
+class QSocketNotifier;
+class QWindow;
+
+// Keeps windows that no window manager looks after above the others: whenever another top-level
+// window is mapped or restacked, ours go back on top. Full-screen windows keep the screen to
+// themselves. Event-driven through a connection of our own; nothing polls.
+class StackKeeper : public QObject {
+    Q_OBJECT
+
+public:
+    explicit StackKeeper(QObject *parent = nullptr);
+    ~StackKeeper() override;
+
+    // Bottom first: the last one ends on top.
+    void keepAbove(const QList<QWindow *> &windows);
+    // Puts the windows back on top now.
+    void raise();
+
+private:
+    void drain(bool readSocket);
+    void check();
+    [[nodiscard]] bool ours(quint32 window) const;
+
+    xcb_connection_t *m_connection = nullptr;
+    quint32 m_root = 0;
+    QSocketNotifier *m_notifier = nullptr;
+    QList<QWindow *> m_windows;
+    bool m_checkQueued = false;
+};
