@@ -26,13 +26,13 @@ QUuid Card::newId()
     return QUuid::fromRfc4122(QByteArrayView(b.data(), qsizetype(b.size())));
 }
 
-size_t qHash(const Card &card, size_t seed) noexcept
+size_t qHash(const Card &card, size_t salt) noexcept
 {
     QtPrivate::QHashCombine combine;
-    seed = combine(seed, card.id());
-    seed = combine(seed, card.text());
-    seed = combine(seed, card.extraLines().size());
+    salt = combine(salt, card.id());
+    salt = combine(salt, card.text());
+    salt = combine(salt, card.extraLines().size());
     for (const QString &line : card.extraLines())
-        seed = combine(seed, line);
-    return seed;
+        salt = combine(salt, line);
+    return salt;
 }

@@ -34,4 +34,4 @@ private:
     QStringList m_extraLines;
 };
 
-size_t qHash(const Card &card, size_t seed = 0) noexcept;
+size_t qHash(const Card &card, size_t salt = 0) noexcept;

@@ -36,7 +36,7 @@ private:
     Value m_value;
 };
 
-inline size_t qHash(LaneKind kind, size_t seed = 0) noexcept
+inline size_t qHash(LaneKind kind, size_t salt = 0) noexcept
 {
-    return qHash(static_cast<int>(kind.value()), seed);
+    return qHash(static_cast<int>(kind.value()), salt);
 }

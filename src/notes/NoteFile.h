@@ -15,4 +15,4 @@ public:
     friend bool operator==(const NoteFile &, const NoteFile &) = default;
 };
 
-size_t qHash(const NoteFile &note, size_t seed = 0) noexcept;
+size_t qHash(const NoteFile &note, size_t salt = 0) noexcept;

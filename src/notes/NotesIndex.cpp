@@ -14,9 +14,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-size_t qHash(const NoteFile &note, size_t seed) noexcept
+size_t qHash(const NoteFile &note, size_t salt) noexcept
 {
-    return qHashMulti(seed, note.path, note.name, note.folder, note.modified);
+    return qHashMulti(salt, note.path, note.name, note.folder, note.modified);
 }
 
 namespace {
