@@ -1,8 +1,6 @@
 # The panel's views: QML files, the C++ items and helpers they use, and the icon set.
 # Included from src/CMakeLists.txt after the Tallowfern QML module exists.
 
-find_package(Qt6 REQUIRED COMPONENTS Svg)
-
 target_sources(tallowfern_core PRIVATE
     views/ViewTypes.h
     views/IconProvider.h views/IconProvider.cpp
@@ -16,16 +14,6 @@ target_sources(tallowfern_core PRIVATE
 target_link_libraries(tallowfern_core PUBLIC Qt6::Svg)
 # The generated QML registration includes ViewTypes.h by its name alone.
 target_include_directories(tallowfern_core PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/views)
-
-# The views' C++ items are Qt Quick items with Qt Quick value types (color), so the module
-# depends on QtQuick; without it qmllint cannot resolve them. qt_add_qml_module has already
-# recorded its qmldir by now, so the line goes in there too, unless the module declares it.
-get_target_property(qmldir tallowfern_core _qt_internal_qmldir_content)
-if(NOT qmldir MATCHES "depends QtQuick")
-    set_property(TARGET tallowfern_core APPEND PROPERTY QT_QML_MODULE_DEPENDENCIES QtQuick)
-    string(REPLACE "depends QtQml\n" "depends QtQml\ndepends QtQuick\n" qmldir "${qmldir}")
-    set_property(TARGET tallowfern_core PROPERTY _qt_internal_qmldir_content "${qmldir}")
-endif()
 
 qt_target_qml_sources(tallowfern_core QML_FILES
     views/notch/NotchRootView.qml
