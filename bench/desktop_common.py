@@ -444,3 +444,25 @@ def run_main(main) -> None:
     except KeyboardInterrupt:
         print("interrupted", file=sys.stderr)
         sys.exit(130)
+
+
+def run_script(script, key: str, settle: bool) -> None:
+    """The whole of a single-measurement script: its arguments, one private desktop, its
+    measurement, its report and its JSON under `key`."""
+    def main() -> int:
+        parser = argparse.ArgumentParser(description=script.__doc__.split("\n")[0])
+        add_common_arguments(parser)
+        if settle:
+            add_settle_argument(parser)
+        script.add_arguments(parser)
+        args = parser.parse_args()
+        script.check_arguments(parser, args)
+        resolve_programs(args)
+        with Desktop(args) as desktop:
+            print(desktop.describe())
+            figures = script.measure(desktop, args)
+        script.report(figures, args)
+        write_json(args, {key: figures})
+        return 0
+
+    run_main(main)

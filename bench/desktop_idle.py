@@ -28,9 +28,8 @@ import time
 # Run from the source tree: leave no __pycache__ behind in it.
 sys.dont_write_bytecode = True
 
-from desktop_common import (CLOCK_TICKS, BenchError, Desktop, Program, add_common_arguments,
-                            add_settle_argument, format_ratio, programs, ratio,
-                            resolve_programs, run_main, sample_process, table, write_json)
+from desktop_common import (CLOCK_TICKS, BenchError, Desktop, Program, format_ratio, programs,
+                            ratio, run_script, sample_process, table)
 
 
 def add_arguments(parser: argparse.ArgumentParser) -> None:
@@ -126,21 +125,5 @@ def report(figures: dict, args: argparse.Namespace) -> None:
                      for t in waking]))
 
 
-def main() -> int:
-    parser = argparse.ArgumentParser(description=__doc__.split("\n")[0])
-    add_common_arguments(parser)
-    add_settle_argument(parser)
-    add_arguments(parser)
-    args = parser.parse_args()
-    check_arguments(parser, args)
-    resolve_programs(args)
-    with Desktop(args) as desktop:
-        print(desktop.describe())
-        figures = measure(desktop, args)
-    report(figures, args)
-    write_json(args, {"idle": figures})
-    return 0
-
-
 if __name__ == "__main__":
-    run_main(main)
+    run_script(sys.modules[__name__], "idle", settle=True)

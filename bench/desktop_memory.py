@@ -27,9 +27,8 @@ import time
 # Run from the source tree: leave no __pycache__ behind in it.
 sys.dont_write_bytecode = True
 
-from desktop_common import (BenchError, Desktop, Program, add_common_arguments,
-                            add_settle_argument, format_ratio, median, programs, ratio,
-                            read_memory, resolve_programs, run_main, table, write_json)
+from desktop_common import (BenchError, Desktop, Program, format_ratio, median, programs, ratio,
+                            read_memory, run_script, table)
 
 SHOWN = ["VmRSS", "RssAnon", "RssFile", "Pss", "Pss_Anon", "Pss_File", "Private_Dirty"]
 TARGET_RATIO = 1.3
@@ -89,21 +88,5 @@ def report(figures: dict, args: argparse.Namespace) -> None:
     print("(Pss drops while other programs map the same libraries; VmRSS does not)")
 
 
-def main() -> int:
-    parser = argparse.ArgumentParser(description=__doc__.split("\n")[0])
-    add_common_arguments(parser)
-    add_settle_argument(parser)
-    add_arguments(parser)
-    args = parser.parse_args()
-    check_arguments(parser, args)
-    resolve_programs(args)
-    with Desktop(args) as desktop:
-        print(desktop.describe())
-        figures = measure(desktop, args)
-    report(figures, args)
-    write_json(args, {"memory": figures})
-    return 0
-
-
 if __name__ == "__main__":
-    run_main(main)
+    run_script(sys.modules[__name__], "memory", settle=True)

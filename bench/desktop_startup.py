@@ -23,8 +23,7 @@ import sys
 # Run from the source tree: leave no __pycache__ behind in it.
 sys.dont_write_bytecode = True
 
-from desktop_common import (Desktop, add_common_arguments, format_ratio, median, programs,
-                            ratio, resolve_programs, run_main, table, write_json)
+from desktop_common import (Desktop, format_ratio, median, programs, ratio, run_script, table)
 
 
 def add_arguments(parser: argparse.ArgumentParser) -> None:
@@ -67,20 +66,5 @@ def report(figures: dict, args: argparse.Namespace) -> None:
     print(f"ratio tallowfern/minimal (medians): {format_ratio(figures['ratio_median'])}")
 
 
-def main() -> int:
-    parser = argparse.ArgumentParser(description=__doc__.split("\n")[0])
-    add_common_arguments(parser)
-    add_arguments(parser)
-    args = parser.parse_args()
-    check_arguments(parser, args)
-    resolve_programs(args)
-    with Desktop(args) as desktop:
-        print(desktop.describe())
-        figures = measure(desktop, args)
-    report(figures, args)
-    write_json(args, {"startup": figures})
-    return 0
-
-
 if __name__ == "__main__":
-    run_main(main)
+    run_script(sys.modules[__name__], "startup", settle=False)

@@ -4,6 +4,7 @@
 #include "notch/SensorWindow.h"
 #include "platform/HotKey.h"
 #include "platform/X11Overlay.h"
+#include "platform/XcbReply.h"
 #include "store/BoardStore.h"
 #include "support/StoreFixture.h"
 
@@ -25,10 +26,6 @@
 
 namespace {
 
-struct FreeDeleter {
-    void operator()(void *p) const { std::free(p); }
-};
-
 xcb_connection_t *connection()
 {
     return qGuiApp->nativeInterface<QNativeInterface::QX11Application>()->connection();
@@ -36,14 +33,14 @@ xcb_connection_t *connection()
 
 xcb_atom_t atom(const char *name)
 {
-    std::unique_ptr<xcb_intern_atom_reply_t, FreeDeleter> reply(xcb_intern_atom_reply(
+    XcbReply<xcb_intern_atom_reply_t> reply(xcb_intern_atom_reply(
         connection(), xcb_intern_atom(connection(), 0, quint16(strlen(name)), name), nullptr));
     return reply ? reply->atom : xcb_atom_t(XCB_ATOM_NONE);
 }
 
 QList<quint32> windowProperty(QWindow *window, const char *name, xcb_atom_t type)
 {
-    std::unique_ptr<xcb_get_property_reply_t, FreeDeleter> reply(xcb_get_property_reply(
+    XcbReply<xcb_get_property_reply_t> reply(xcb_get_property_reply(
         connection(),
         xcb_get_property(connection(), 0, xcb_window_t(window->winId()), atom(name), type, 0, 64),
         nullptr));
@@ -59,12 +56,10 @@ QList<quint32> windowProperty(QWindow *window, const char *name, xcb_atom_t type
 // The window's input shape in its own coordinates.
 QList<QRect> inputShape(QWindow *window)
 {
-    std::unique_ptr<xcb_shape_get_rectangles_reply_t, FreeDeleter> reply(
-        xcb_shape_get_rectangles_reply(connection(),
-                                       xcb_shape_get_rectangles(connection(),
-                                                                xcb_window_t(window->winId()),
-                                                                XCB_SHAPE_SK_INPUT),
-                                       nullptr));
+    XcbReply<xcb_shape_get_rectangles_reply_t> reply(xcb_shape_get_rectangles_reply(
+        connection(),
+        xcb_shape_get_rectangles(connection(), xcb_window_t(window->winId()), XCB_SHAPE_SK_INPUT),
+        nullptr));
     QList<QRect> rects;
     if (!reply)
         return rects;
@@ -367,7 +362,7 @@ struct Stacking {
 
 Stacking stacking(const NotchController &controller, const QWindow &other)
 {
-    std::unique_ptr<xcb_query_tree_reply_t, FreeDeleter> tree(xcb_query_tree_reply(
+    XcbReply<xcb_query_tree_reply_t> tree(xcb_query_tree_reply(
         connection(),
         xcb_query_tree(connection(),
                        xcb_setup_roots_iterator(xcb_get_setup(connection())).data->root),

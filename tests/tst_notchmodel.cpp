@@ -242,6 +242,29 @@ private slots:
         QCOMPARE(spy.count(), 4);
     }
 
+    void toggleSettings_data()
+    {
+        QTest::addColumn<NotchModel::Tab>("from");
+        QTest::addColumn<NotchModel::Tab>("to");
+        QTest::newRow("board") << NotchModel::Tab::Board << NotchModel::Tab::Settings;
+        QTest::newRow("notes") << NotchModel::Tab::Notes << NotchModel::Tab::Settings;
+        QTest::newRow("settings goes back to the board, not notes")
+            << NotchModel::Tab::Settings << NotchModel::Tab::Board;
+    }
+
+    void toggleSettings()
+    {
+        QFETCH(NotchModel::Tab, from);
+        QFETCH(NotchModel::Tab, to);
+        NotchModel model;
+        model.setTab(NotchModel::Tab::Notes);
+        model.setTab(from);
+        QSignalSpy changed(&model, &NotchModel::tabChanged);
+        model.toggleSettings();
+        QCOMPARE(model.tab(), to);
+        QCOMPARE(changed.size(), 1);
+    }
+
     void tabTitle_data()
     {
         QTest::addColumn<NotchModel::Tab>("tab");

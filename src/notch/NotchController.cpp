@@ -70,6 +70,8 @@ NotchController::NotchController(BoardStore *store, QQmlEngine *engine, const QU
 
     connect(m_model, &NotchModel::isOpenChanged, this, [this] {
         updatePointerWatch();
+        // A compositing manager may have come or gone since; the shape's frames reuse this.
+        m_compositing = X11Overlay::isCompositing();
         updateMask();
         // Whatever came up meanwhile, the opening panel shows above it.
         if (m_model->isOpen() && m_stack)
@@ -105,6 +107,7 @@ NotchController::NotchController(BoardStore *store, QQmlEngine *engine, const QU
     m_panel->create();
     X11Overlay::prepare(m_panel);
     updateInputArea();
+    m_compositing = X11Overlay::isCompositing();
     updateMask();
     m_sensor->show();
     m_panel->show();
@@ -232,7 +235,7 @@ void NotchController::updateMask()
 {
     // Without a compositing manager the transparent part of the window would show as black:
     // clip the window to the shape instead.
-    if (X11Overlay::isCompositing()) {
+    if (m_compositing) {
         if (!m_panel->mask().isEmpty())
             m_panel->setMask(QRegion());
         return;

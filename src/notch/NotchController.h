@@ -70,6 +70,8 @@ private:
     HotKey *m_hotKey = nullptr;
     StackKeeper *m_stack = nullptr;
     bool m_interactive = false;
+    // Looked up when the panel opens or closes, not on every frame of the shape's animation.
+    bool m_compositing = true;
     bool m_exitWatch = false;
     // The keyboard was taken for the panel, and who had it before.
     bool m_hasKeyboard = false;

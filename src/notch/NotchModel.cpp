@@ -42,6 +42,11 @@ void NotchModel::setTab(Tab tab)
     emit tabChanged();
 }
 
+void NotchModel::toggleSettings()
+{
+    setTab(m_tab == Tab::Settings ? Tab::Board : Tab::Settings);
+}
+
 void NotchModel::setEditing(bool editing)
 {
     if (m_isEditing == editing)

@@ -46,6 +46,8 @@ public:
     void setPinned(bool pinned);
     [[nodiscard]] Tab tab() const { return m_tab; }
     void setTab(Tab tab);
+    // The Settings button: to Settings, and from Settings back to the Board, never to Notes.
+    Q_INVOKABLE void toggleSettings();
     [[nodiscard]] bool isEditing() const { return m_isEditing; }
     void setEditing(bool editing);
     [[nodiscard]] bool showCalendar() const { return m_showCalendar; }

@@ -1,14 +1,12 @@
 #include "HotKey.h"
 
 #include "platform/KeyCodeTable.h"
+#include "platform/XcbReply.h"
 
 #include <QGuiApplication>
 #include <QtGui/qguiapplication_platform.h>
 
 #include <xcb/xcb.h>
-
-#include <cstdlib>
-#include <memory>
 
 namespace {
 
@@ -17,11 +15,6 @@ constexpr quint32 keysymScrollLock = 0xff14;
 constexpr quint16 relevantMask =
     XCB_MOD_MASK_SHIFT | XCB_MOD_MASK_CONTROL | XCB_MOD_MASK_1 | XCB_MOD_MASK_4;
 
-struct FreeDeleter {
-    void operator()(void *p) const { std::free(p); }
-};
-template <typename T> using Reply = std::unique_ptr<T, FreeDeleter>;
-
 // The modifier bit that a lock key sets, read from the server's mapping: NumLock is usually Mod2,
 // but nothing guarantees it.
 quint16 maskOf(xcb_connection_t *c, quint32 keysym)
@@ -29,9 +22,9 @@ quint16 maskOf(xcb_connection_t *c, quint32 keysym)
     const xcb_setup_t *setup = xcb_get_setup(c);
     const quint8 first = setup->min_keycode;
     const quint8 count = quint8(setup->max_keycode - setup->min_keycode + 1);
-    Reply<xcb_get_keyboard_mapping_reply_t> keys(
+    XcbReply<xcb_get_keyboard_mapping_reply_t> keys(
         xcb_get_keyboard_mapping_reply(c, xcb_get_keyboard_mapping(c, first, count), nullptr));
-    Reply<xcb_get_modifier_mapping_reply_t> modifiers(
+    XcbReply<xcb_get_modifier_mapping_reply_t> modifiers(
         xcb_get_modifier_mapping_reply(c, xcb_get_modifier_mapping(c), nullptr));
     if (!keys || !modifiers)
         return 0;
@@ -106,7 +99,7 @@ bool HotKey::registerShortcut(const Shortcut &shortcut)
                                             XCB_GRAB_MODE_ASYNC));
     bool failed = false;
     for (const xcb_void_cookie_t &cookie : cookies) {
-        if (Reply<xcb_generic_error_t> error{xcb_request_check(m_connection, cookie)})
+        if (XcbReply<xcb_generic_error_t> error{xcb_request_check(m_connection, cookie)})
             failed = true; // BadAccess: another program holds this key
     }
     if (failed) {

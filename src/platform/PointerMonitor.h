@@ -2,8 +2,9 @@
 
 #include <QObject>
 
-struct xcb_connection_t;
-class QSocketNotifier;
+#include <xcb/xcb.h>
+
+class XcbEventSource;
 
 // Mouse buttons and motion anywhere on the desktop, also over other programs' windows: XInput2
 // raw events on the root window, read from a connection of our own. Nothing is selected until
@@ -13,7 +14,6 @@ class PointerMonitor : public QObject {
 
 public:
     explicit PointerMonitor(QObject *parent = nullptr);
-    ~PointerMonitor() override;
 
     // False without an X server that speaks XInput 2.2.
     [[nodiscard]] bool isAvailable() const { return m_opcode != 0; }
@@ -29,12 +29,10 @@ signals:
     void moved();
 
 private:
-    void drain(bool readSocket);
+    void handle(const xcb_generic_event_t &event);
 
-    xcb_connection_t *m_connection = nullptr;
-    quint32 m_root = 0;
+    XcbEventSource *m_source = nullptr;
     quint8 m_opcode = 0;
-    QSocketNotifier *m_notifier = nullptr;
     bool m_buttons = false;
     bool m_motion = false;
 };

@@ -3,9 +3,8 @@
 #include <QList>
 #include <QObject>
 
-struct xcb_connection_t;
-class QSocketNotifier;
 class QWindow;
+class XcbEventSource;
 
 // Keeps windows that no window manager looks after above the others: whenever another top-level
 // window is mapped or restacked, ours go back on top. Full-screen windows keep the screen to
@@ -15,7 +14,6 @@ class StackKeeper : public QObject {
 
 public:
     explicit StackKeeper(QObject *parent = nullptr);
-    ~StackKeeper() override;
 
     // Bottom first: the last one ends on top.
     void keepAbove(const QList<QWindow *> &windows);
@@ -23,13 +21,10 @@ public:
     void raise();
 
 private:
-    void drain(bool readSocket);
     void check();
     [[nodiscard]] bool ours(quint32 window) const;
 
-    xcb_connection_t *m_connection = nullptr;
-    quint32 m_root = 0;
-    QSocketNotifier *m_notifier = nullptr;
+    XcbEventSource *m_source = nullptr;
     QList<QWindow *> m_windows;
     bool m_checkQueued = false;
 };

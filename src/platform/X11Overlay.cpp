@@ -1,5 +1,7 @@
 #include "X11Overlay.h"
 
+#include "platform/XcbReply.h"
+
 #include <QGuiApplication>
 #include <QWindow>
 #include <QtGui/qguiapplication_platform.h>
@@ -8,18 +10,11 @@
 #include <xcb/xcb.h>
 
 #include <cmath>
-#include <cstdlib>
 #include <cstring>
 #include <iterator>
-#include <memory>
 #include <optional>
 
 namespace {
-
-struct FreeDeleter {
-    void operator()(void *p) const { std::free(p); }
-};
-template <typename T> using Reply = std::unique_ptr<T, FreeDeleter>;
 
 xcb_connection_t *connection()
 {
@@ -29,7 +24,7 @@ xcb_connection_t *connection()
 
 xcb_atom_t atom(xcb_connection_t *c, const char *name)
 {
-    Reply<xcb_intern_atom_reply_t> reply(
+    XcbReply<xcb_intern_atom_reply_t> reply(
         xcb_intern_atom_reply(c, xcb_intern_atom(c, 0, quint16(std::strlen(name)), name), nullptr));
     return reply ? reply->atom : xcb_atom_t(XCB_ATOM_NONE);
 }
@@ -44,7 +39,7 @@ xcb_window_t rootWindow(xcb_connection_t *c)
 std::optional<xcb_window_t> activeWindow(xcb_connection_t *c)
 {
     const xcb_atom_t active = atom(c, "_NET_ACTIVE_WINDOW");
-    Reply<xcb_get_property_reply_t> reply(xcb_get_property_reply(
+    XcbReply<xcb_get_property_reply_t> reply(xcb_get_property_reply(
         c, xcb_get_property(c, 0, rootWindow(c), active, XCB_ATOM_WINDOW, 0, 1), nullptr));
     if (!reply || reply->type != XCB_ATOM_WINDOW || xcb_get_property_value_length(reply.get()) < 4)
         return std::nullopt;
@@ -98,7 +93,7 @@ bool X11Overlay::isCompositing()
         ++screen;
     }
     const QByteArray name = "_NET_WM_CM_S" + QByteArray::number(screen);
-    Reply<xcb_get_selection_owner_reply_t> owner(xcb_get_selection_owner_reply(
+    XcbReply<xcb_get_selection_owner_reply_t> owner(xcb_get_selection_owner_reply(
         c, xcb_get_selection_owner(c, atom(c, name.constData())), nullptr));
     return owner && owner->owner != XCB_WINDOW_NONE;
 }
@@ -108,7 +103,7 @@ quint32 X11Overlay::focusedWindow()
     xcb_connection_t *c = connection();
     if (!c)
         return 0;
-    Reply<xcb_get_input_focus_reply_t> focus(
+    XcbReply<xcb_get_input_focus_reply_t> focus(
         xcb_get_input_focus_reply(c, xcb_get_input_focus(c), nullptr));
     if (focus && focus->focus != XCB_WINDOW_NONE && focus->focus != XCB_INPUT_FOCUS_POINTER_ROOT &&
         focus->focus != rootWindow(c))
@@ -123,7 +118,7 @@ bool X11Overlay::hasWindowManager()
     if (!c)
         return false;
     const xcb_atom_t check = atom(c, "_NET_SUPPORTING_WM_CHECK");
-    Reply<xcb_get_property_reply_t> reply(xcb_get_property_reply(
+    XcbReply<xcb_get_property_reply_t> reply(xcb_get_property_reply(
         c, xcb_get_property(c, 0, rootWindow(c), check, XCB_ATOM_WINDOW, 0, 1), nullptr));
     return reply && reply->type == XCB_ATOM_WINDOW &&
            xcb_get_property_value_length(reply.get()) >= 4;
@@ -135,7 +130,7 @@ void X11Overlay::focusWindow(quint32 window)
     if (!c)
         return;
     if (window != 0) {
-        Reply<xcb_get_window_attributes_reply_t> attributes(
+        XcbReply<xcb_get_window_attributes_reply_t> attributes(
             xcb_get_window_attributes_reply(c, xcb_get_window_attributes(c, window), nullptr));
         if (!attributes || attributes->map_state != XCB_MAP_STATE_VIEWABLE)
             window = 0;

@@ -2,6 +2,7 @@
 #include "notch/NotchModel.h"
 #include "notch/Theme.h"
 #include "store/BoardStore.h"
+#include "support/BoardText.h"
 #include "support/StoreFixture.h"
 
 #include <QDir>
@@ -18,21 +19,6 @@
 Q_IMPORT_QML_PLUGIN(TallowfernPlugin)
 
 namespace {
-
-QByteArray boardText(int todo, int doing, int done)
-{
-    const auto cards = [](int count, const QString &prefix) {
-        QList<Card> list;
-        for (int i = 0; i < count; ++i)
-            list.append(Card(prefix + QString::number(i + 1)));
-        return list;
-    };
-    return Board({Lane(u"To do"_qs, cards(todo, u"Task "_qs)),
-                  Lane(u"Doing"_qs, cards(doing, u"Busy with "_qs)),
-                  Lane(u"Done"_qs, cards(done, u"Finished "_qs), true)})
-        .markdown()
-        .toUtf8();
-}
 
 // Longer than every spring and fade of the panel.
 constexpr int settleMs = 1000;

@@ -1,31 +1,13 @@
 #include "notch/NotchModel.h"
 #include "notch/PanelSummary.h"
 #include "store/BoardStore.h"
+#include "support/BoardText.h"
 #include "support/StoreFixture.h"
 
 #include <QSignalSpy>
 #include <QTest>
 
 #include <memory>
-
-namespace {
-
-QByteArray boardText(int todo, int doing, int done)
-{
-    const auto cards = [](int count, const QString &prefix) {
-        QList<Card> list;
-        for (int i = 0; i < count; ++i)
-            list.append(Card(prefix + QString::number(i + 1)));
-        return list;
-    };
-    return Board({Lane(u"To do"_qs, cards(todo, u"todo "_qs)),
-                  Lane(u"Doing"_qs, cards(doing, u"doing "_qs)),
-                  Lane(u"Done"_qs, cards(done, u"done "_qs), true)})
-        .markdown()
-        .toUtf8();
-}
-
-} // namespace
 
 class TestPanelSummary : public QObject {
     Q_OBJECT

@@ -79,8 +79,7 @@ Item {
             objectName: "settings"
             icon: header.model.tab === NotchModel.Settings ? "gear-fill" : "gear"
             toolTip: "Settings"
-            onClicked: header.model.tab = header.model.tab === NotchModel.Settings
-                       ? NotchModel.Board : NotchModel.Settings
+            onClicked: header.model.toggleSettings()
         }
         IconButton {
             objectName: "pin"

@@ -1,0 +1,21 @@
+#pragma once
+
+#include "model/Board.h"
+
+#include <QByteArray>
+
+// A board file with `todo`, `doing` and `done` numbered cards in the three lanes.
+inline QByteArray boardText(int todo, int doing, int done)
+{
+    const auto cards = [](int count, const QString &prefix) {
+        QList<Card> list;
+        for (int i = 0; i < count; ++i)
+            list.append(Card(prefix + QString::number(i + 1)));
+        return list;
+    };
+    return Board({Lane(u"To do"_qs, cards(todo, u"Task "_qs)),
+                  Lane(u"Doing"_qs, cards(doing, u"Busy with "_qs)),
+                  Lane(u"Done"_qs, cards(done, u"Finished "_qs), true)})
+        .markdown()
+        .toUtf8();
+}
