@@ -33,6 +33,9 @@ qt_target_qml_sources(tallowfern_core QML_FILES
     views/notch/HoverToolTip.qml
 )
 
+include(views/board/board.cmake)
+include(views/calendar/calendar.cmake)
+
 # Icons come from the npm package and are compiled in, only those the views name. The regular
 # variant of "<name>" is assets/regular/<name>.svg, the filled one assets/fill/<name>-fill.svg.
 set(TALLOWFERN_ICONS

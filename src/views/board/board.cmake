@@ -1,0 +1,1 @@
+# The Board tab: lanes, cards, adding, editing, dragging. Included from views.cmake.

@@ -1,0 +1,1 @@
+# The calendar dropdown under the header's day picker. Included from views.cmake.
