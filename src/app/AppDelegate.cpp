@@ -9,6 +9,7 @@
 #include "platform/UrlLauncher.h"
 #include "store/BoardStore.h"
 #include "views/IconProvider.h"
+#include "views/board/CardPreviewProvider.h"
 
 #include <QQmlEngine>
 
@@ -20,6 +21,7 @@ AppDelegate::AppDelegate(QObject *parent)
     m_engine = new QQmlEngine(this);
     m_engine->addImportPath(u"qrc:/qt/qml"_qs);
     IconProvider::install(m_engine);
+    CardPreviewProvider::install(m_engine);
     m_controller = new NotchController(m_store, m_engine, NotchController::defaultRootView(), this);
 
     m_revealer = new FileRevealer(m_launcher.get(), this);

@@ -15,7 +15,9 @@ void IconProvider::install(QQmlEngine *engine)
 
 QString IconProvider::resourcePath(QStringView name)
 {
-    const QString variant = name.endsWith(u"-fill") ? u"fill"_qs : u"regular"_qs;
+    const QString variant = name.endsWith(u"-fill")   ? u"fill"_qs
+                            : name.endsWith(u"-bold") ? u"bold"_qs
+                                                      : u"regular"_qs;
     const QString path = u":/icons/"_qs + variant + u'/' + name.toString() + u".svg"_qs;
     return QFile::exists(path) ? path : QString();
 }

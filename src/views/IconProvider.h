@@ -6,7 +6,7 @@ class QQmlEngine;
 
 // Serves the panel's icons as image://icon/<name>?color=<colour>: the named SVG of the icon set
 // compiled into the resources, rendered at the requested size and recoloured. Names ending in
-// "-fill" are filled variants, the rest regular ones.
+// "-fill" are filled variants, "-bold" heavy ones, the rest regular ones.
 class IconProvider : public QQuickImageProvider {
 public:
     static constexpr QStringView providerId = u"icon";

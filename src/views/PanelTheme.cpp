@@ -65,6 +65,12 @@ QColor PanelTheme::laneDone()
     return Theme::lane(LaneKind::Done);
 }
 
+QColor PanelTheme::lane(const QString &kind)
+{
+    const auto role = LaneKind::fromRawValue(kind);
+    return role ? Theme::lane(*role) : secondary();
+}
+
 QColor PanelTheme::shadow()
 {
     return QColor::fromRgbF(0, 0, 0);

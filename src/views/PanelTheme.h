@@ -45,6 +45,9 @@ public:
     [[nodiscard]] static QColor laneTodo();
     [[nodiscard]] static QColor laneDoing();
     [[nodiscard]] static QColor laneDone();
+    // The accent of a lane by its kind's raw value ("todo", "doing", "done"); the secondary
+    // colour for anything else.
+    Q_INVOKABLE static QColor lane(const QString &kind);
     // The panel's drop shadow and the glow of the wings' dot take their colour from these.
     [[nodiscard]] static QColor shadow();
     // The unfilled part of the progress ring.

@@ -37,7 +37,8 @@ include(views/board/board.cmake)
 include(views/calendar/calendar.cmake)
 
 # Icons come from the npm package and are compiled in, only those the views name. The regular
-# variant of "<name>" is assets/regular/<name>.svg, the filled one assets/fill/<name>-fill.svg.
+# variant of "<name>" is assets/regular/<name>.svg, the filled one assets/fill/<name>-fill.svg,
+# the heavy one assets/bold/<name>-bold.svg.
 set(TALLOWFERN_ICONS
     kanban-fill
     gear
@@ -49,6 +50,9 @@ set(TALLOWFERN_ICONS
     caret-right
     sun-fill
     arrow-square-out
+    check-bold
+    arrow-right-bold
+    plus-bold
 )
 set(icon_dir ${PROJECT_SOURCE_DIR}/assets/node_modules/@phosphor-icons/core/assets)
 if(NOT EXISTS ${icon_dir})
@@ -59,6 +63,8 @@ set(icon_files)
 foreach(icon IN LISTS TALLOWFERN_ICONS)
     if(icon MATCHES "-fill$")
         set(file ${icon_dir}/fill/${icon}.svg)
+    elseif(icon MATCHES "-bold$")
+        set(file ${icon_dir}/bold/${icon}.svg)
     else()
         set(file ${icon_dir}/regular/${icon}.svg)
     endif()

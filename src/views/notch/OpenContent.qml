@@ -12,11 +12,11 @@ Item {
     // The view of each tab, a QML file path relative to this one (such as
     // "../board/BoardView.qml"), given `store` and `model` as required properties. A tab whose
     // view is empty shows nothing.
-    readonly property string boardView: ""
+    readonly property string boardView: "../board/BoardView.qml"
     readonly property string notesView: ""
     readonly property string settingsView: ""
     // The calendar dropdown, the same way.
-    readonly property string calendarView: ""
+    readonly property string calendarView: "../calendar/CalendarDropdown.qml"
 
     Header {
         id: header

@@ -1,0 +1,222 @@
+#include "BoardLanes.h"
+
+#include "CardPreviewProvider.h"
+#include "store/BoardStore.h"
+
+BoardLanes::BoardLanes(QObject *parent)
+    : QObject(parent), m_lanes{std::make_unique<LaneModel>(LaneKind::Todo),
+                               std::make_unique<LaneModel>(LaneKind::Doing),
+                               std::make_unique<LaneModel>(LaneKind::Done)}
+{}
+
+BoardLanes::~BoardLanes() = default;
+
+void BoardLanes::setStore(BoardStore *store)
+{
+    if (m_store == store)
+        return;
+    if (m_store)
+        disconnect(m_store, nullptr, this, nullptr);
+    m_store = store;
+    if (m_store) {
+        connect(m_store, &BoardStore::shownBoardChanged, this, &BoardLanes::refresh);
+        connect(m_store, &BoardStore::viewedDayChanged, this, &BoardLanes::refresh);
+    }
+    refresh();
+    emit storeChanged();
+}
+
+LaneModel *BoardLanes::lane(const QString &kind) const
+{
+    const auto role = LaneKind::fromRawValue(kind);
+    return role ? m_lanes[role->value()].get() : nullptr;
+}
+
+void BoardLanes::refresh()
+{
+    const bool readOnly = m_store && m_store->isViewingPast();
+    const QString day = m_store ? m_store->shownDay() : QString();
+    const auto reuse =
+        day == m_shownDay ? LaneModel::Reuse::IdsAndContent : LaneModel::Reuse::IdsOnly;
+    m_shownDay = day;
+
+    const QUuid selectedBefore = m_selected;
+    const QString kindBefore = selectedKind();
+    QUuid selected = m_selected;
+    for (LaneKind kind : LaneKind::allCases()) {
+        LaneModel &model = *m_lanes[kind.value()];
+        const LaneModel::Handover handover =
+            model.setCards(m_store ? m_store->shownBoard().cards(kind) : QList<Card>(), reuse);
+        if (const auto to = handover.constFind(selected); to != handover.cend())
+            selected = *to;
+        model.setReadOnly(readOnly);
+    }
+    if (!selected.isNull() && find(selected).lane < 0) {
+        // The card went: the selection falls to the card that took its place, or the one
+        // before it, in the same lane.
+        selected = QUuid();
+        if (m_selectedPlace.lane >= 0) {
+            const LaneModel &model = *m_lanes[m_selectedPlace.lane];
+            if (model.count() > 0)
+                selected = model.cards()[std::min(m_selectedPlace.row, model.count() - 1)].id();
+        }
+    }
+    m_selected = selected;
+    m_selectedPlace = find(selected);
+    if (m_selected != selectedBefore || selectedKind() != kindBefore)
+        emit selectedChanged();
+
+    if (m_readOnly != readOnly) {
+        m_readOnly = readOnly;
+        emit readOnlyChanged();
+    }
+}
+
+bool BoardLanes::isCardPayload(const QString &text)
+{
+    return text.size() == 36 && !QUuid::fromString(text).isNull();
+}
+
+bool BoardLanes::dropOnLane(const QString &payload, const QString &kind)
+{
+    const auto role = LaneKind::fromRawValue(kind);
+    if (!m_store || m_readOnly || !role || !isCardPayload(payload))
+        return false;
+    m_store->move(QUuid::fromString(payload), *role, std::nullopt);
+    return true;
+}
+
+bool BoardLanes::dropOnCard(const QString &payload, const QString &cardId)
+{
+    if (!m_store || m_readOnly || !isCardPayload(payload))
+        return false;
+    const QUuid target = QUuid::fromString(cardId);
+    const Place place = find(target);
+    if (place.lane < 0)
+        return false;
+    m_store->move(QUuid::fromString(payload), LaneKind::allCases()[place.lane], target);
+    return true;
+}
+
+QUrl BoardLanes::dragImage(const QString &text)
+{
+    return CardPreviewProvider::source(text);
+}
+
+void BoardLanes::perform(const QString &action, const QString &cardId, const QString &target)
+{
+    if (!m_store)
+        return;
+    if (action == u"copy") {
+        m_store->copyToToday(cardId);
+        return;
+    }
+    if (m_readOnly)
+        return;
+    if (action == u"move")
+        m_store->move(cardId, target, QString());
+    else if (action == u"delete")
+        m_store->deleteCard(cardId);
+}
+
+void BoardLanes::setCardsFocused(bool focused)
+{
+    if (m_cardsFocused == focused)
+        return;
+    m_cardsFocused = focused;
+    emit cardsFocusedChanged();
+}
+
+QString BoardLanes::selectedId() const
+{
+    return m_selected.isNull() ? QString() : m_selected.toString(QUuid::WithoutBraces);
+}
+
+void BoardLanes::setSelectedId(const QString &id)
+{
+    const QUuid wanted = QUuid::fromString(id);
+    select(find(wanted).lane >= 0 ? wanted : QUuid());
+}
+
+QString BoardLanes::selectedKind() const
+{
+    const Place place = find(m_selected);
+    return place.lane < 0 ? QString() : LaneKind::allCases()[place.lane].rawValue();
+}
+
+void BoardLanes::select(const QUuid &id)
+{
+    const Place place = find(id);
+    m_selectedPlace = place;
+    if (m_selected == id)
+        return;
+    m_selected = id;
+    emit selectedChanged();
+}
+
+BoardLanes::Place BoardLanes::find(const QUuid &id) const
+{
+    if (id.isNull())
+        return {};
+    for (int lane = 0; lane < int(m_lanes.size()); ++lane) {
+        if (const int row = m_lanes[lane]->indexOf(id); row >= 0)
+            return {lane, row};
+    }
+    return {};
+}
+
+bool BoardLanes::moveSelection(Direction direction)
+{
+    const Place place = find(m_selected);
+    if (place.lane < 0) {
+        // Nothing selected yet: start at the first card of the first lane that has one.
+        for (const auto &model : m_lanes) {
+            if (model->count() > 0) {
+                select(model->cards().first().id());
+                return true;
+            }
+        }
+        return false;
+    }
+    const LaneModel &current = *m_lanes[place.lane];
+    switch (direction) {
+    case Direction::Up:
+        if (place.row == 0)
+            return false;
+        select(current.cards()[place.row - 1].id());
+        return true;
+    case Direction::Down:
+        if (place.row + 1 >= current.count())
+            return false;
+        select(current.cards()[place.row + 1].id());
+        return true;
+    case Direction::Left:
+    case Direction::Right: {
+        const int step = direction == Direction::Left ? -1 : 1;
+        for (int lane = place.lane + step; lane >= 0 && lane < int(m_lanes.size()); lane += step) {
+            const LaneModel &model = *m_lanes[lane];
+            if (model.count() == 0)
+                continue;
+            select(model.cards()[std::min(place.row, model.count() - 1)].id());
+            return true;
+        }
+        return false;
+    }
+    }
+    return false;
+}
+
+bool BoardLanes::selectEdge(const QString &kind, bool last)
+{
+    const LaneModel *model = lane(kind);
+    if (!model || model->count() == 0)
+        return false;
+    select(last ? model->cards().last().id() : model->cards().first().id());
+    return true;
+}
+
+void BoardLanes::toggleSelected()
+{
+    if (m_store && !m_readOnly && !m_selected.isNull())
+        m_store->toggle(m_selected);
+}
