@@ -658,6 +658,36 @@ private slots:
             Scratch::read(boardFile(u"2025-03-07"_qs)).contains("## Doing\n\n- [ ] Buy milk\n"));
     }
 
+    // Pasted text with line breaks stays one card on one line of the file.
+    void lineBreaksBecomeSpaces_data()
+    {
+        QTest::addColumn<QString>("typed");
+        QTest::addColumn<QString>("card");
+        QTest::newRow("newline") << u"Call\nAnna"_qs << u"Call Anna"_qs;
+        QTest::newRow("crlf") << u"Call\r\nAnna"_qs << u"Call Anna"_qs;
+        QTest::newRow("carriage return") << u"Call\rAnna"_qs << u"Call Anna"_qs;
+        QTest::newRow("line separator") << u"Call\u2028Anna"_qs << u"Call Anna"_qs;
+        QTest::newRow("paragraph separator") << u"Call\u2029Anna\n"_qs << u"Call Anna"_qs;
+    }
+
+    void lineBreaksBecomeSpaces()
+    {
+        QFETCH(QString, typed);
+        QFETCH(QString, card);
+        auto store = makeStore();
+        store->add(typed, LaneKind::Todo);
+        QCOMPARE(texts(store->board(), LaneKind::Todo), QStringList{card});
+        const QByteArray line = "- [ ] " + card.toUtf8() + "\n";
+        QVERIFY(Scratch::read(boardFile(u"2025-03-07"_qs)).contains(line));
+        const Board reread =
+            Board::parse(QString::fromUtf8(Scratch::read(boardFile(u"2025-03-07"_qs))));
+        QCOMPARE(texts(reread, LaneKind::Todo), QStringList{card});
+
+        store->rename(store->board().cards(LaneKind::Todo).first().id(), typed + u"!"_qs);
+        QCOMPARE(texts(store->board(), LaneKind::Todo).first().endsWith(u'!'), true);
+        QVERIFY(!texts(store->board(), LaneKind::Todo).first().contains(u'\n'));
+    }
+
     void fileWithoutRoleLanesGainsThem()
     {
         // The reader always restores the role lanes, so an edit never meets a board without one.

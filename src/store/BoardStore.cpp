@@ -548,9 +548,23 @@ void BoardStore::save()
 
 // ---- editing
 
+namespace {
+
+// A card is one line of the file: pasted line breaks become spaces.
+QString oneLine(const QString &text)
+{
+    QString line = text;
+    line.replace(u"\r\n"_qs, u" "_qs);
+    for (const QChar breakChar : {QChar(u'\n'), QChar(u'\r'), QChar(0x2028), QChar(0x2029)})
+        line.replace(breakChar, u' ');
+    return line.trimmed();
+}
+
+} // namespace
+
 void BoardStore::add(const QString &text, LaneKind kind)
 {
-    const QString trimmed = text.trimmed();
+    const QString trimmed = oneLine(text);
     if (trimmed.isEmpty())
         return;
     const auto lane = m_board.laneIndex(kind);
@@ -597,7 +611,7 @@ void BoardStore::toggle(const QUuid &id)
 
 void BoardStore::rename(const QUuid &id, const QString &text)
 {
-    const QString trimmed = text.trimmed();
+    const QString trimmed = oneLine(text);
     const auto at = m_board.locate(id);
     if (!at)
         return;
