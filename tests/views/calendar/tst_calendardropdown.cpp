@@ -1,0 +1,344 @@
+#include "IconProvider.h"
+#include "notch/NotchModel.h"
+#include "notch/Theme.h"
+#include "store/BoardStore.h"
+#include "support/BoardText.h"
+#include "support/StoreFixture.h"
+
+#include <QLocale>
+#include <QQmlEngine>
+#include <QQuickItem>
+#include <QQuickView>
+#include <QTest>
+#include <QtQml/qqmlextensionplugin.h>
+
+#include <memory>
+
+Q_IMPORT_QML_PLUGIN(TallowfernPlugin)
+
+namespace {
+
+// Longer than every fade and slide of the panel and the dropdown.
+constexpr int settleMs = 1000;
+// Longer than the tooltips' delay.
+constexpr int toolTipMs = 900;
+
+} // namespace
+
+class TestCalendarDropdown : public QObject {
+    Q_OBJECT
+
+    std::unique_ptr<Scratch> m_scratch;
+    FakeClock m_clock;
+    RecordingLauncher m_launcher;
+    std::unique_ptr<BoardStore> m_store;
+    std::unique_ptr<NotchModel> m_model;
+    std::unique_ptr<QQuickView> m_view;
+
+    void writeBoard(const QString &day)
+    {
+        Scratch::write(m_scratch->boards() + u'/' + day + u".md"_qs, boardText(1, 1, 1));
+    }
+
+    void load(const QString &file, const QSize &size = {})
+    {
+        m_view = std::make_unique<QQuickView>();
+        m_view->setColor(Theme::panel);
+        m_view->engine()->addImportPath(u"qrc:/qt/qml"_qs);
+        IconProvider::install(m_view->engine());
+        m_view->setResizeMode(size.isEmpty() ? QQuickView::SizeViewToRootObject
+                                             : QQuickView::SizeRootObjectToView);
+        m_view->setInitialProperties({{u"model"_qs, QVariant::fromValue(m_model.get())},
+                                      {u"store"_qs, QVariant::fromValue(m_store.get())}});
+        m_view->setSource(QUrl(u"qrc:/qt/qml/Tallowfern/views/"_qs + file));
+        QStringList errors;
+        for (const QQmlError &error : m_view->errors())
+            errors.append(error.toString());
+        QVERIFY2(m_view->status() == QQuickView::Ready, qPrintable(errors.join(u'\n')));
+        if (!size.isEmpty())
+            m_view->resize(size);
+        m_view->show();
+        QVERIFY(QTest::qWaitForWindowExposed(m_view.get()));
+    }
+
+    // The dropdown alone, as the panel shows it.
+    void start()
+    {
+        m_store = std::make_unique<BoardStore>(&m_clock, &m_launcher);
+        m_model = std::make_unique<NotchModel>();
+        m_model->setOpen(true);
+        m_model->setShowCalendar(true);
+        load(u"calendar/CalendarDropdown.qml"_qs);
+    }
+
+    // Repeaters' and loaders' items are not QObject children of the item they sit in: the search
+    // goes down the visual tree.
+    static QQuickItem *find(QQuickItem *from, const QString &name)
+    {
+        if (!from)
+            return nullptr;
+        if (from->objectName() == name)
+            return from;
+        const QList<QQuickItem *> children = from->childItems();
+        for (QQuickItem *child : children) {
+            if (QQuickItem *found = find(child, name))
+                return found;
+        }
+        return nullptr;
+    }
+
+    [[nodiscard]] QQuickItem *root() const { return m_view->rootObject(); }
+    [[nodiscard]] QQuickItem *item(const QString &name) const { return find(root(), name); }
+    [[nodiscard]] QQuickItem *day(const QString &key) const { return item(u"day-"_qs + key); }
+
+    [[nodiscard]] static QPoint centre(const QQuickItem *target)
+    {
+        return target->mapToScene(QPointF(target->width() / 2, target->height() / 2)).toPoint();
+    }
+    void click(QQuickItem *target)
+    {
+        QVERIFY(target);
+        QTest::mouseClick(m_view.get(), Qt::LeftButton, {}, centre(target));
+    }
+    void hover(QQuickItem *target)
+    {
+        QVERIFY(target);
+        QTest::mouseMove(m_view.get(), centre(target) + QPoint(1, 1));
+        QTest::mouseMove(m_view.get(), centre(target));
+    }
+    [[nodiscard]] QString title() const
+    {
+        return item(u"monthTitle"_qs)->property("text").toString();
+    }
+
+    // Whether `target` can be seen: it and every item it sits in are visible and not faded out.
+    [[nodiscard]] static bool shown(const QQuickItem *target)
+    {
+        for (const QQuickItem *i = target; i; i = i->parentItem()) {
+            if (!i->isVisible() || i->opacity() <= 0)
+                return false;
+        }
+        return target != nullptr;
+    }
+
+private slots:
+    void initTestCase()
+    {
+        useTimeZone("Europe/Berlin");
+        QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedKingdom));
+    }
+
+    void init()
+    {
+        m_scratch = std::make_unique<Scratch>();
+        m_clock.set(2025, 3, 7);
+    }
+
+    void cleanup()
+    {
+        m_view.reset();
+        m_model.reset();
+        m_store.reset();
+    }
+
+    void layout()
+    {
+        start();
+        QCOMPARE(title(), u"March 2025"_qs);
+        QVERIFY(root()->width() >= 236);
+        QQuickItem *grid = item(u"dayGrid"_qs);
+        QVERIFY(grid);
+        QCOMPARE(grid->width(), 7 * 28.0 + 6 * 2);
+
+        // The week starts on Monday here and the 1st is a Saturday: five blanks before it.
+        const auto at = [&](const QString &key) {
+            QQuickItem *cell = day(key);
+            return cell ? cell->mapToItem(grid, QPointF(0, 0)) : QPointF(-1, -1);
+        };
+        QCOMPARE(at(u"2025-03-01"_qs), QPointF(5 * 30, 0));
+        QCOMPARE(at(u"2025-03-02"_qs), QPointF(6 * 30, 0));
+        QCOMPARE(at(u"2025-03-03"_qs), QPointF(0, 30));
+        QCOMPARE(at(u"2025-03-31"_qs), QPointF(0, 5 * 30));
+        QCOMPARE(day(u"2025-03-07"_qs)->size(), QSizeF(28, 28));
+        QVERIFY(!day(u"2025-04-01"_qs));
+    }
+
+    // This month cannot go forward; the month before it can.
+    void forwardArrowStopsAtThisMonth()
+    {
+        start();
+        QQuickItem *next = item(u"nextMonth"_qs);
+        QQuickItem *previous = item(u"previousMonth"_qs);
+        QVERIFY(next && previous);
+        QVERIFY(!next->isEnabled());
+        QVERIFY(next->opacity() < 1);
+        click(next);
+        QCOMPARE(title(), u"March 2025"_qs);
+
+        click(previous);
+        QCOMPARE(title(), u"February 2025"_qs);
+        QVERIFY(next->isEnabled());
+        QCOMPARE(next->opacity(), 1.0);
+        QVERIFY(day(u"2025-02-28"_qs));
+        QVERIFY(!day(u"2025-03-01"_qs));
+
+        click(next);
+        QCOMPARE(title(), u"March 2025"_qs);
+        QVERIFY(!next->isEnabled());
+    }
+
+    void pickingADayShowsItsBoardAndCloses()
+    {
+        writeBoard(u"2025-02-20"_qs);
+        writeBoard(u"2025-03-04"_qs);
+        start();
+        click(day(u"2025-03-04"_qs));
+        QVERIFY(!m_model->showCalendar());
+        QVERIFY(m_store->isViewingPast());
+        QCOMPARE(m_store->shownDay(), u"2025-03-04"_qs);
+
+        // Opened again: from the shown day, and a day of another month.
+        m_model->setShowCalendar(true);
+        QVERIFY(day(u"2025-03-04"_qs)->property("isShown").toBool());
+        click(item(u"previousMonth"_qs));
+        QTest::qWait(settleMs);
+        click(day(u"2025-02-20"_qs));
+        QVERIFY(!m_model->showCalendar());
+        QCOMPARE(m_store->shownDay(), u"2025-02-20"_qs);
+        QVERIFY(m_store->isViewingPast());
+    }
+
+    void todayButtonShowsTodayAndCloses()
+    {
+        writeBoard(u"2025-03-04"_qs);
+        start();
+        m_store->view(u"2025-03-04"_qs);
+        click(item(u"previousMonth"_qs));
+        click(item(u"todayButton"_qs));
+        QVERIFY(!m_model->showCalendar());
+        QVERIFY(!m_store->isViewingPast());
+        QCOMPARE(m_store->shownDay(), u"2025-03-07"_qs);
+    }
+
+    void aPastDayWithoutABoardIsDisabledWithATip()
+    {
+        start();
+        QQuickItem *cell = day(u"2025-03-05"_qs);
+        QVERIFY(cell);
+        QVERIFY(!cell->isEnabled());
+        QCOMPARE(cell->property("toolTip").toString(), u"No board this day"_qs);
+        click(cell);
+        QVERIFY(m_model->showCalendar());
+        QVERIFY(!m_store->isViewingPast());
+
+        QQuickItem *tip = find(cell, u"toolTip"_qs);
+        QVERIFY(tip);
+        hover(cell);
+        QTRY_VERIFY_WITH_TIMEOUT(tip->property("showing").toBool(), 3000);
+        QCOMPARE(tip->property("text").toString(), u"No board this day"_qs);
+        QCOMPARE(cell->property("accessibleName").toString(),
+                 u"Wednesday, 5 March 2025, no board"_qs);
+    }
+
+    void aFutureDayIsDisabledWithoutATip()
+    {
+        writeBoard(u"2025-03-10"_qs);
+        start();
+        for (const QString &key : {u"2025-03-08"_qs, u"2025-03-10"_qs}) {
+            QQuickItem *cell = day(key);
+            QVERIFY(cell);
+            QVERIFY2(!cell->isEnabled(), qPrintable(key));
+            QCOMPARE(cell->property("toolTip").toString(), QString());
+            hover(cell);
+            QTest::qWait(toolTipMs);
+            QVERIFY(!find(cell, u"toolTip"_qs)->property("showing").toBool());
+            click(cell);
+            QVERIFY(m_model->showCalendar());
+            QVERIFY(!m_store->isViewingPast());
+        }
+        QVERIFY(find(day(u"2025-03-10"_qs), u"boardDot"_qs)->isVisible());
+        QVERIFY(!find(day(u"2025-03-08"_qs), u"boardDot"_qs)->isVisible());
+    }
+
+    void todayIsAlwaysEnabled()
+    {
+        start();
+        QQuickItem *cell = day(u"2025-03-07"_qs);
+        QVERIFY(cell);
+        QVERIFY(cell->isEnabled());
+        m_store->view(u"2025-03-04"_qs);
+        QVERIFY(cell->isEnabled());
+        click(cell);
+        QVERIFY(!m_model->showCalendar());
+        QVERIFY(!m_store->isViewingPast());
+    }
+
+    // The shown day is filled with the accent, today has a ring, and the numbers follow.
+    void shownDayAndTodayStandOut()
+    {
+        writeBoard(u"2025-03-03"_qs);
+        writeBoard(u"2025-03-04"_qs);
+        m_store = std::make_unique<BoardStore>(&m_clock, &m_launcher);
+        m_store->view(u"2025-03-04"_qs);
+        m_model = std::make_unique<NotchModel>();
+        m_model->setShowCalendar(true);
+        load(u"calendar/CalendarDropdown.qml"_qs);
+
+        const auto part = [&](const QString &key, const char *name) {
+            return find(day(key), QString::fromLatin1(name));
+        };
+        QQuickItem *shownBackground = part(u"2025-03-04"_qs, "background");
+        QVERIFY(shownBackground && shownBackground->isVisible());
+        QCOMPARE(shownBackground->property("color").value<QColor>().rgba(), Theme::accent.rgba());
+        QCOMPARE(part(u"2025-03-04"_qs, "number")->property("color").value<QColor>(),
+                 QColor(Qt::black));
+        QVERIFY(part(u"2025-03-04"_qs, "boardDot")->isVisible());
+        QVERIFY(!part(u"2025-03-04"_qs, "todayRing")->isVisible());
+
+        QVERIFY(part(u"2025-03-07"_qs, "todayRing")->isVisible());
+        QVERIFY(!part(u"2025-03-07"_qs, "background")->isVisible());
+        QCOMPARE(part(u"2025-03-07"_qs, "number")->property("color").value<QColor>().rgba(),
+                 Theme::text.rgba());
+
+        QVERIFY(!part(u"2025-03-05"_qs, "todayRing")->isVisible());
+        QVERIFY(part(u"2025-03-05"_qs, "number")->opacity() < 0.5);
+
+        // An enabled day lights up under the pointer; a disabled one and today do not.
+        QQuickItem *enabledBackground = part(u"2025-03-03"_qs, "background");
+        QVERIFY(!enabledBackground->isVisible());
+        hover(day(u"2025-03-03"_qs));
+        QTRY_VERIFY(enabledBackground->isVisible());
+        QCOMPARE(enabledBackground->property("color").value<QColor>().rgba(),
+                 Theme::surfaceHover.rgba());
+        hover(day(u"2025-03-05"_qs));
+        QTRY_VERIFY(!enabledBackground->isVisible());
+        QVERIFY(!part(u"2025-03-05"_qs, "background")->isVisible());
+        hover(day(u"2025-03-07"_qs));
+        QVERIFY(!part(u"2025-03-07"_qs, "background")->isVisible());
+        QVERIFY(part(u"2025-03-07"_qs, "todayRing")->isVisible());
+    }
+
+    void keysMoveAndPick()
+    {
+        writeBoard(u"2025-03-04"_qs);
+        start();
+        QTRY_VERIFY(root()->hasActiveFocus());
+        QQuickItem *ring = find(day(u"2025-03-07"_qs), u"focusRing"_qs);
+        QVERIFY(!ring->isVisible());
+        QTest::keyClick(m_view.get(), Qt::Key_Left);
+        QVERIFY(find(day(u"2025-03-06"_qs), u"focusRing"_qs)->isVisible());
+        QTest::keyClick(m_view.get(), Qt::Key_Up);
+        QCOMPARE(title(), u"February 2025"_qs);
+        QTest::keyClick(m_view.get(), Qt::Key_Down);
+        QCOMPARE(title(), u"March 2025"_qs);
+        QTest::keyClick(m_view.get(), Qt::Key_Left);
+        QTest::keyClick(m_view.get(), Qt::Key_Left);
+        QVERIFY(find(day(u"2025-03-04"_qs), u"focusRing"_qs)->isVisible());
+        QTest::keyClick(m_view.get(), Qt::Key_Return);
+        QVERIFY(!m_model->showCalendar());
+        QCOMPARE(m_store->shownDay(), u"2025-03-04"_qs);
+    }
+};
+
+QTEST_MAIN(TestCalendarDropdown)
+#include "tst_calendardropdown.moc"
