@@ -338,6 +338,45 @@ private slots:
         QVERIFY(!m_model->showCalendar());
         QCOMPARE(m_store->shownDay(), u"2025-03-04"_qs);
     }
+
+    // In the open panel: the day label drops it down, a picked day puts it away.
+    void inThePanel()
+    {
+        writeBoard(u"2025-03-04"_qs);
+        m_store = std::make_unique<BoardStore>(&m_clock, &m_launcher);
+        m_model = std::make_unique<NotchModel>();
+        load(u"notch/NotchRootView.qml"_qs, QSize(860, 420));
+        m_model->setOpen(true);
+        QTest::qWait(settleMs);
+
+        click(item(u"dayLabel"_qs));
+        QVERIFY(m_model->showCalendar());
+        QTRY_VERIFY(item(u"calendarDropdown"_qs));
+        QQuickItem *dropdown = item(u"calendarDropdown"_qs);
+        QTest::qWait(settleMs);
+        QVERIFY(shown(dropdown));
+        // Under the day label, inside the panel.
+        const QRectF area =
+            dropdown->mapRectToScene(QRectF(0, 0, dropdown->width(), dropdown->height()));
+        const QRectF label = item(u"dayLabel"_qs)->mapRectToScene(QRectF(0, 0, 1, 1));
+        QVERIFY(area.top() > label.top());
+        QVERIFY(area.bottom() < 380);
+
+        click(day(u"2025-03-04"_qs));
+        QVERIFY(!m_model->showCalendar());
+        QCOMPARE(m_store->shownDay(), u"2025-03-04"_qs);
+        QVERIFY(m_store->isViewingPast());
+        QTRY_VERIFY(!item(u"calendarDropdown"_qs));
+
+        // Opened again, it starts from the shown day; "Today" goes back.
+        click(item(u"dayLabel"_qs));
+        QTRY_VERIFY(item(u"calendarDropdown"_qs));
+        QVERIFY(day(u"2025-03-04"_qs)->property("isShown").toBool());
+        QTest::qWait(settleMs);
+        click(item(u"todayButton"_qs));
+        QVERIFY(!m_model->showCalendar());
+        QVERIFY(!m_store->isViewingPast());
+    }
 };
 
 QTEST_MAIN(TestCalendarDropdown)
