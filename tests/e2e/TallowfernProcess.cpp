@@ -45,6 +45,11 @@ QString TallowfernProcess::path(const QString &relative) const
     return QDir(m_dir.path()).filePath(relative);
 }
 
+QString TallowfernProcess::boardPath(const QDate &day) const
+{
+    return path(u"vault/01 Journal/Boards/%1.md"_qs.arg(day.toString(u"yyyy-MM-dd"_qs)));
+}
+
 void TallowfernProcess::writeTodayBoard(const QStringList &toDo, const QStringList &doing,
                                         const QStringList &done)
 {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QDate>
 #include <QProcess>
 #include <QStringList>
 #include <QTemporaryDir>
@@ -15,6 +16,8 @@ public:
     TallowfernProcess(const TallowfernProcess &) = delete;
     TallowfernProcess &operator=(const TallowfernProcess &) = delete;
 
+    // Where the board of `day` lives in the scratch vault.
+    [[nodiscard]] QString boardPath(const QDate &day) const;
     // Today's board (by local date) with these open cards; call before start().
     void writeTodayBoard(const QStringList &toDo, const QStringList &doing,
                          const QStringList &done = {});

@@ -1,0 +1,683 @@
+#include "TallowfernProcess.h"
+#include "XServer.h"
+
+#include <QDate>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QLocale>
+#include <QProcess>
+#include <QSaveFile>
+#include <QStandardPaths>
+#include <QTest>
+
+#include <cstring>
+#include <memory>
+#include <optional>
+
+// The Board tab of the real binary on a private X server under openbox: cards are typed, dragged,
+// edited and deleted with xdotool, and the outcome is read from the board file on disk and, for
+// what only the screen shows, from tesseract's reading of a screenshot.
+namespace {
+
+// The open panel's layout inside its window, as the views lay it out: the open shape is 780 wide,
+// centred in the 860 wide window, and its content sits 32 in from the shape's sides.
+constexpr int ContentLeft = (860 - 780) / 2 + 32;
+constexpr int ContentWidth = 780 - 64;
+constexpr int HeaderHeight = 40;
+constexpr int TabGap = 10;
+// The banner shown while an earlier day is looked at, with its gap.
+constexpr int PastBannerHeight = 40 + 10;
+constexpr int LaneSpacing = 10;
+constexpr int LaneWidth = (ContentWidth - 2 * LaneSpacing) / 3;
+constexpr int LaneHeight = 380 - 18 - HeaderHeight - TabGap;
+constexpr int LanePadding = 10;
+constexpr int LaneHeaderHeight = 18;
+constexpr int LaneStackSpacing = 8;
+constexpr int CardHeight = 30;
+constexpr int CardSpacing = 4;
+// Where a press on a card hits its text: clear of the check button on its left and of the
+// advance button that shows on its right under the pointer.
+constexpr int CardTextOffset = 60;
+
+constexpr QPoint FarAway{960, 900};
+
+enum Lane { ToDo = 0, Doing = 1, Done = 2 };
+
+bool isBlack(QRgb colour)
+{
+    return qRed(colour) <= 24 && qGreen(colour) <= 24 && qBlue(colour) <= 24;
+}
+bool isBackground(QRgb colour)
+{
+    return qRed(colour) >= 232 && qGreen(colour) >= 232 && qBlue(colour) >= 232;
+}
+
+// A board as the app writes it: the Done lane is marked complete and its cards ticked.
+QByteArray boardMarkdown(const QStringList &toDo, const QStringList &doing, const QStringList &done)
+{
+    const auto cards = [](const QStringList &titles, const char *mark) {
+        QByteArray lines;
+        for (const QString &title : titles)
+            lines += "- [" + QByteArray(mark) + "] " + title.toUtf8() + '\n';
+        return lines;
+    };
+    return "---\n\nkanban-plugin: board\n\n---\n\n## To do\n\n" + cards(toDo, " ") +
+           "\n\n## Doing\n\n" + cards(doing, " ") + "\n\n## Done\n\n**Complete**\n" +
+           cards(done, "x") +
+           "\n\n\n%% kanban:settings\n```\n"
+           "{\"kanban-plugin\":\"board\",\"list-collapse\":[false,false,false]}\n"
+           "```\n%%\n";
+}
+
+// A whole new file in one step, as an editor or a sync tool saves it.
+bool writeAtomically(const QString &path, const QByteArray &bytes)
+{
+    QDir().mkpath(QFileInfo(path).path());
+    QSaveFile file(path);
+    return file.open(QIODevice::WriteOnly) && file.write(bytes) == bytes.size() && file.commit();
+}
+
+QString readFile(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
+}
+
+// The lines of one lane of a board file: everything from its heading to the next heading or to
+// the settings block, blank lines left out.
+QStringList laneLines(const QString &markdown, const QString &title)
+{
+    QStringList lines;
+    bool inside = false;
+    for (const QString &line : markdown.split(u'\n')) {
+        if (line.startsWith(u"## "_qs)) {
+            inside = line.mid(3).trimmed() == title;
+            continue;
+        }
+        if (line.startsWith(u"%% kanban:settings"_qs))
+            break;
+        if (inside && !line.trimmed().isEmpty())
+            lines.append(line);
+    }
+    return lines;
+}
+
+QStringList openCards(const QStringList &titles)
+{
+    QStringList lines;
+    for (const QString &title : titles)
+        lines.append(u"- [ ] "_qs + title);
+    return lines;
+}
+
+QStringList doneCards(const QStringList &titles)
+{
+    QStringList lines{u"**Complete**"_qs};
+    for (const QString &title : titles)
+        lines.append(u"- [x] "_qs + title);
+    return lines;
+}
+
+// Letters and digits only, in lower case: what is left to compare of a word tesseract read.
+QString normalised(const QString &text)
+{
+    QString out;
+    for (QChar c : text) {
+        if (c.isLetterOrNumber())
+            out += c.toLower();
+    }
+    return out;
+}
+
+struct Word {
+    QString text;
+    QRect box; // in root coordinates
+    int line = 0;
+};
+
+// A run of words on one line that reads `phrase`; its box, or nothing.
+std::optional<QRect> findPhrase(const QList<Word> &words, const QString &phrase)
+{
+    QStringList wanted;
+    for (const QString &part : phrase.split(u' ', Qt::SkipEmptyParts))
+        wanted.append(normalised(part));
+    for (qsizetype first = 0; first + wanted.size() <= words.size(); ++first) {
+        QRect box;
+        bool matches = true;
+        for (qsizetype i = 0; i < wanted.size() && matches; ++i) {
+            const Word &word = words.at(first + i);
+            matches = normalised(word.text) == wanted.at(i) && word.line == words.at(first).line;
+            box |= word.box;
+        }
+        if (matches)
+            return box;
+    }
+    return std::nullopt;
+}
+
+QString describe(const QList<Word> &words)
+{
+    QStringList lines;
+    int line = -1;
+    for (const Word &word : words) {
+        if (word.line != line)
+            lines.append(QString());
+        line = word.line;
+        lines.last() += (lines.last().isEmpty() ? QString() : u" "_qs) + word.text;
+    }
+    return u"\""_qs + lines.join(u" | "_qs) + u"\""_qs;
+}
+
+} // namespace
+
+// Fails the test with a screenshot of what was there, so that a failure can be looked at.
+#define VERIFY_SCREEN(condition, what)                                                             \
+    do {                                                                                           \
+        if (!(condition))                                                                          \
+            QFAIL(qPrintable(failure(what)));                                                      \
+    } while (false)
+
+// Runs a helper that verifies, and stops the test when it failed.
+#define CHECKED(call)                                                                              \
+    do {                                                                                           \
+        call;                                                                                      \
+        if (QTest::currentTestFailed())                                                            \
+            return;                                                                                \
+    } while (false)
+
+class TestBoardE2e : public QObject {
+    Q_OBJECT
+
+    std::unique_ptr<XServer> m_x;
+    std::unique_ptr<TallowfernProcess> m_app;
+    xcb_window_t m_content = 0;
+    QRect m_window; // the content window, in root coordinates
+
+    // ---- where things are
+
+    // The board's area: below the header, and below the banner while an earlier day is shown.
+    [[nodiscard]] QRect boardArea(bool past = false) const
+    {
+        const int top = HeaderHeight + (past ? PastBannerHeight : 0) + TabGap;
+        return QRect(m_window.x() + ContentLeft, m_window.y() + top, ContentWidth, LaneHeight);
+    }
+    [[nodiscard]] QRect laneArea(Lane lane, bool past = false) const
+    {
+        const QRect board = boardArea(past);
+        return QRect(board.x() + lane * (LaneWidth + LaneSpacing), board.y(), LaneWidth,
+                     board.height());
+    }
+    // A point on the text of the card in `row` of `lane`.
+    [[nodiscard]] QPoint cardPoint(Lane lane, int row, bool past = false) const
+    {
+        const QRect area = laneArea(lane, past);
+        return QPoint(area.x() + LanePadding + CardTextOffset,
+                      area.y() + LanePadding + LaneHeaderHeight + LaneStackSpacing +
+                          row * (CardHeight + CardSpacing) + CardHeight / 2);
+    }
+    [[nodiscard]] QRect headerArea() const
+    {
+        return QRect(m_window.x() + ContentLeft, m_window.y(), ContentWidth, HeaderHeight);
+    }
+
+    [[nodiscard]] QRgb at(QPoint point) const { return m_x->pixel(point.x(), point.y()); }
+    // Inside the open shape's body (which starts 14 in from its flared top corners), away from
+    // anything drawn on it, and beside the window.
+    [[nodiscard]] QList<QPoint> openProbes() const
+    {
+        return {m_window.topLeft() + QPoint(ContentLeft - 8, 200),
+                m_window.topLeft() + QPoint(m_window.width() - ContentLeft + 8, 300),
+                m_window.topLeft() + QPoint(-10, 200)};
+    }
+    [[nodiscard]] bool isOpen() const
+    {
+        const QList<QPoint> probes = openProbes();
+        return isBlack(at(probes[0])) && isBlack(at(probes[1])) && isBackground(at(probes[2]));
+    }
+    [[nodiscard]] bool contentHasFocus() const
+    {
+        return m_content != 0 && m_x->isSameOrInside(m_x->inputFocus(), m_content);
+    }
+
+    // ---- files
+
+    [[nodiscard]] QString todayPath() const { return m_app->boardPath(QDate::currentDate()); }
+    [[nodiscard]] QString todayFile() const { return readFile(todayPath()); }
+
+    // Waits until today's file has exactly these lines in these lanes.
+    void expectToday(const QStringList &toDo, const QStringList &doing, const QStringList &done,
+                     const QString &after)
+    {
+        QString text;
+        const auto matches = [&] {
+            text = todayFile();
+            return laneLines(text, u"To do"_qs) == toDo && laneLines(text, u"Doing"_qs) == doing &&
+                   laneLines(text, u"Done"_qs) == done;
+        };
+        VERIFY_SCREEN(waitFor(matches, 4000),
+                      u"after %1 today's board is not as expected; expected To do %2, Doing %3, "
+                      u"Done %4; the file reads:\n%5"_qs.arg(after, toDo.join(u" / "_qs),
+                                                             doing.join(u" / "_qs),
+                                                             done.join(u" / "_qs), text));
+    }
+
+    // ---- screen
+
+    static QString outputPath(const QString &name)
+    {
+        return QDir(QStringLiteral(SCREENSHOT_DIR)).filePath(name + u".png"_qs);
+    }
+    QString failure(const QString &what) const
+    {
+        QString name = QString::fromLatin1(QTest::currentTestFunction()) + u"-failed"_qs;
+        const QString path = outputPath(name);
+        m_x->grab().save(path);
+        QString pixels;
+        for (QPoint point : openProbes()) {
+            pixels += u" (%1,%2)=#%3"_qs.arg(point.x()).arg(point.y()).arg(at(point) & 0xffffffu, 6,
+                                                                           16, QLatin1Char('0'));
+        }
+        return what + u"; screen in "_qs + path + u"; window at "_qs +
+               u"%1,%2 %3x%4"_qs.arg(m_window.x())
+                   .arg(m_window.y())
+                   .arg(m_window.width())
+                   .arg(m_window.height()) +
+               u"; pixels"_qs + pixels;
+    }
+
+    // Waits until an area stops changing, save for a blinking text cursor.
+    bool settle(const QRect &area, int timeoutMs = 3000) const
+    {
+        QImage previous = m_x->grab(area);
+        int quiet = 0;
+        return waitFor(
+            [&] {
+                QTest::qWait(60);
+                const QImage current = m_x->grab(area);
+                int changed = 0;
+                for (int y = 0; y < current.height() && changed <= 40; ++y) {
+                    const auto *a = reinterpret_cast<const QRgb *>(current.constScanLine(y));
+                    const auto *b = reinterpret_cast<const QRgb *>(previous.constScanLine(y));
+                    for (int x = 0; x < current.width(); ++x)
+                        changed += a[x] != b[x] ? 1 : 0;
+                }
+                previous = current;
+                quiet = changed <= 40 ? quiet + 1 : 0;
+                return quiet >= 3;
+            },
+            timeoutMs);
+    }
+
+    // What tesseract reads in an area of light text on a dark panel: each word with its box.
+    [[nodiscard]] QList<Word> readWords(const QRect &area) const
+    {
+        constexpr int Scale = 3;
+        constexpr int Margin = 20;
+        QImage image = m_x->grab(area).convertToFormat(QImage::Format_Grayscale8);
+        image.invertPixels();
+        image = image.scaled(image.size() * Scale, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+        QImage page(image.size() + QSize(2 * Margin, 2 * Margin), QImage::Format_Grayscale8);
+        page.fill(Qt::white);
+        for (int y = 0; y < image.height(); ++y) {
+            std::memcpy(page.scanLine(y + Margin) + Margin, image.constScanLine(y),
+                        size_t(image.width()));
+        }
+        const QString path = QDir(m_x->scratch()).filePath(u"words.png"_qs);
+        page.save(path);
+        QProcess tesseract;
+        tesseract.start(u"tesseract"_qs,
+                        {path, u"-"_qs, u"--psm"_qs, u"11"_qs, u"-l"_qs, u"eng"_qs, u"tsv"_qs});
+        QList<Word> words;
+        if (!tesseract.waitForFinished(20000))
+            return words;
+        // level page block paragraph line word left top width height confidence text
+        const QList<QByteArray> rows = tesseract.readAllStandardOutput().split('\n');
+        for (const QByteArray &row : rows) {
+            const QList<QByteArray> fields = row.split('\t');
+            if (fields.size() < 12 || fields.at(0) != "5")
+                continue;
+            const QString text = QString::fromUtf8(fields.at(11)).trimmed();
+            if (text.isEmpty())
+                continue;
+            const QRect box((fields.at(6).toInt() - Margin) / Scale + area.x(),
+                            (fields.at(7).toInt() - Margin) / Scale + area.y(),
+                            qMax(1, fields.at(8).toInt() / Scale),
+                            qMax(1, fields.at(9).toInt() / Scale));
+            // Block, paragraph and line together name a line of text.
+            const int line =
+                fields.at(2).toInt() * 10000 + fields.at(3).toInt() * 100 + fields.at(4).toInt();
+            words.append(Word{text, box, line});
+        }
+        return words;
+    }
+
+    // Waits until `phrase` can be read in `area`; its box, or nothing with what was read.
+    std::optional<QRect> waitForText(const QRect &area, const QString &phrase, QString *read,
+                                     int timeoutMs = 4000) const
+    {
+        QElapsedTimer timer;
+        timer.start();
+        do {
+            const QList<Word> words = readWords(area);
+            if (const auto box = findPhrase(words, phrase))
+                return box;
+            *read = describe(words);
+            QTest::qWait(100);
+        } while (timer.elapsed() < timeoutMs);
+        return std::nullopt;
+    }
+    void expectText(const QRect &area, const QString &phrase, const QString &where,
+                    QRect *box = nullptr)
+    {
+        QString read;
+        const auto found = waitForText(area, phrase, &read);
+        VERIFY_SCREEN(found.has_value(),
+                      u"\"%1\" is not in %2; tesseract read %3"_qs.arg(phrase, where, read));
+        if (box != nullptr)
+            *box = *found;
+    }
+    void expectNoText(const QList<Word> &words, const QString &phrase, const QString &where)
+    {
+        VERIFY_SCREEN(
+            !findPhrase(words, phrase).has_value(),
+            u"\"%1\" is still in %2; tesseract read %3"_qs.arg(phrase, where, describe(words)));
+    }
+
+    // ---- pointer and keyboard
+
+    void run(const QStringList &arguments)
+    {
+        QString error;
+        QVERIFY2(m_x->xdotool(arguments, &error), qPrintable(error));
+    }
+    static QStringList moveTo(QPoint point, const QStringList &then = {})
+    {
+        return QStringList{u"mousemove"_qs, QString::number(point.x()),
+                           QString::number(point.y())} +
+               then;
+    }
+    void click(QPoint point, int button = 1)
+    {
+        run(moveTo(point, {u"sleep"_qs, u"0.1"_qs, u"click"_qs, QString::number(button)}));
+    }
+    void type(const QString &text) { run({u"type"_qs, u"--delay"_qs, u"30"_qs, text}); }
+    void key(const QString &name) { run({u"key"_qs, name}); }
+
+    // Presses on `from`, moves in small steps to `to` and lets go there, as a hand drags.
+    void drag(QPoint from, QPoint to)
+    {
+        QStringList steps = moveTo(from, {u"sleep"_qs, u"0.1"_qs, u"mousedown"_qs, u"1"_qs});
+        constexpr int Steps = 12;
+        QPoint last = from;
+        for (int i = 1; i <= Steps; ++i) {
+            const QPoint next = from + (to - from) * i / Steps;
+            const QPoint step = next - last;
+            last = next;
+            steps += {u"sleep"_qs,
+                      u"0.04"_qs,
+                      u"mousemove_relative"_qs,
+                      u"--"_qs,
+                      QString::number(step.x()),
+                      QString::number(step.y())};
+        }
+        // A last nudge at the target, where the drop goes.
+        steps += {u"sleep"_qs, u"0.1"_qs, u"mousemove_relative"_qs,
+                  u"--"_qs,    u"1"_qs,   u"0"_qs,
+                  u"sleep"_qs, u"0.1"_qs, u"mousemove_relative"_qs,
+                  u"--"_qs,    u"-1"_qs,  u"0"_qs,
+                  u"sleep"_qs, u"0.2"_qs, u"mouseup"_qs,
+                  u"1"_qs};
+        run(steps);
+    }
+
+    // ---- the app
+
+    // Starts the app with these boards, closed, with the pointer far away.
+    void startApp(const QStringList &toDo, const QStringList &doing = {},
+                  const QStringList &done = {},
+                  const std::function<void(TallowfernProcess &)> &more = {})
+    {
+        CHECKED(run(moveTo(FarAway)));
+        m_app = std::make_unique<TallowfernProcess>(*m_x);
+        if (!toDo.isEmpty() || !doing.isEmpty() || !done.isEmpty())
+            QVERIFY(writeAtomically(todayPath(), boardMarkdown(toDo, doing, done)));
+        if (more)
+            more(*m_app);
+        const QString error = m_app->start();
+        QVERIFY2(error.isEmpty(), qPrintable(error));
+        QVERIFY2(waitFor(
+                     [this] {
+                         m_content = m_x->findWindow(u"Tallowfern"_qs);
+                         return m_content != 0 && m_x->findWindow(u"Tallowfern Sensor"_qs) != 0;
+                     },
+                     15000),
+                 "the panel's windows never mapped");
+        m_window = m_x->geometry(m_content);
+        QCOMPARE(m_window.size(), QSize(860, 420));
+        // The closed notch is drawn once the app is up.
+        VERIFY_SCREEN(waitFor([this] { return isBlack(at(QPoint(m_window.center().x(), 10))); }),
+                      u"the closed notch never showed"_qs);
+    }
+
+    // Alt+N: the panel opens pinned on the Board tab, and the To do lane's field takes the
+    // keyboard a moment later.
+    void openPinned()
+    {
+        CHECKED(key(u"alt+n"_qs));
+        VERIFY_SCREEN(waitFor([this] { return isOpen(); }), u"Alt+N did not open the panel"_qs);
+        VERIFY_SCREEN(waitFor([this] { return contentHasFocus(); }),
+                      u"the pinned panel did not take the keyboard focus"_qs);
+        VERIFY_SCREEN(settle(boardArea()), u"the board never came to rest"_qs);
+        QTest::qWait(250);
+    }
+
+private slots:
+    void initTestCase()
+    {
+        QDir screenshots(QStringLiteral(SCREENSHOT_DIR));
+        QVERIFY(screenshots.mkpath(u"."_qs));
+        for (const QString &stale : screenshots.entryList({u"*-failed.png"_qs}, QDir::Files))
+            screenshots.remove(stale);
+        for (const QString &tool :
+             {u"Xvfb"_qs, u"xcompmgr"_qs, u"openbox"_qs, u"xdotool"_qs, u"tesseract"_qs}) {
+            if (QStandardPaths::findExecutable(tool).isEmpty())
+                QFAIL(qPrintable(tool + u" is missing (tools/dev test installs it)"_qs));
+        }
+    }
+    void init()
+    {
+        // Under a window manager, as on a desktop.
+        m_x = std::make_unique<XServer>();
+        const QString error = m_x->start(true);
+        QVERIFY2(error.isEmpty(), qPrintable(error));
+    }
+    void cleanup()
+    {
+        if (m_app && QTest::currentTestFailed())
+            qWarning().noquote() << "the app printed:\n" << m_app->output();
+        if (m_app) {
+            QVERIFY2(m_app->isRunning(), "the app quit on its own");
+            m_app.reset();
+        }
+        m_x.reset();
+        m_content = 0;
+        m_window = QRect();
+    }
+
+    // Typed tasks go to the end of To do, one after another, and the field stays ready.
+    void typedTasksAreAddedInOrder()
+    {
+        CHECKED(startApp({}));
+        CHECKED(openPinned());
+        CHECKED(type(u"Buy fresh bread"_qs));
+        CHECKED(key(u"Return"_qs));
+        CHECKED(expectToday(openCards({u"Buy fresh bread"_qs}), {}, doneCards({}),
+                            u"the first task"_qs));
+        CHECKED(type(u"Call the plumber"_qs));
+        CHECKED(key(u"Return"_qs));
+        CHECKED(expectToday(openCards({u"Buy fresh bread"_qs, u"Call the plumber"_qs}), {},
+                            doneCards({}), u"the second task"_qs));
+    }
+
+    void dragToDoneLane()
+    {
+        const QStringList toDo{u"Buy fresh bread"_qs, u"Call the plumber"_qs};
+        CHECKED(startApp(toDo, {}, {u"Water the garden"_qs}));
+        CHECKED(openPinned());
+        const QRect done = laneArea(Done);
+        // The lane's empty foot, below its card and its field.
+        CHECKED(drag(cardPoint(ToDo, 0), QPoint(done.center().x(), done.bottom() - 30)));
+        CHECKED(expectToday(openCards({u"Call the plumber"_qs}), {},
+                            doneCards({u"Water the garden"_qs, u"Buy fresh bread"_qs}),
+                            u"dragging a card onto the Done lane"_qs));
+    }
+
+    void dragOntoCardLandsAbove()
+    {
+        CHECKED(startApp({u"Buy fresh bread"_qs, u"Call the plumber"_qs, u"Water the garden"_qs}));
+        CHECKED(openPinned());
+        // The last card onto the first: it lands just above it.
+        CHECKED(drag(cardPoint(ToDo, 2), cardPoint(ToDo, 0)));
+        CHECKED(expectToday(
+            openCards({u"Water the garden"_qs, u"Buy fresh bread"_qs, u"Call the plumber"_qs}), {},
+            doneCards({}), u"dragging a card onto the first card"_qs));
+        CHECKED(settle(boardArea()));
+        // And down again: dropped on the last card, it lands between the other two.
+        CHECKED(drag(cardPoint(ToDo, 0), cardPoint(ToDo, 2)));
+        CHECKED(expectToday(
+            openCards({u"Buy fresh bread"_qs, u"Water the garden"_qs, u"Call the plumber"_qs}), {},
+            doneCards({}), u"dragging a card onto the last card"_qs));
+    }
+
+    void doubleClickEditsInPlace()
+    {
+        CHECKED(startApp({u"Buy fresh bread"_qs, u"Call the plumber"_qs}, {u"Fix the bike"_qs}));
+        CHECKED(openPinned());
+        CHECKED(run(moveTo(cardPoint(ToDo, 1), {u"sleep"_qs, u"0.1"_qs, u"click"_qs, u"--repeat"_qs,
+                                                u"2"_qs, u"--delay"_qs, u"80"_qs, u"1"_qs})));
+        QTest::qWait(300);
+        CHECKED(key(u"ctrl+a"_qs));
+        CHECKED(type(u"Call the electrician"_qs));
+        CHECKED(key(u"Return"_qs));
+        CHECKED(expectToday(openCards({u"Buy fresh bread"_qs, u"Call the electrician"_qs}),
+                            openCards({u"Fix the bike"_qs}), doneCards({}),
+                            u"editing the second card"_qs));
+    }
+
+    void contextMenuDeletes()
+    {
+        CHECKED(startApp({u"Buy fresh bread"_qs, u"Call the plumber"_qs, u"Water the garden"_qs}));
+        CHECKED(openPinned());
+        const QPoint card = cardPoint(ToDo, 1);
+        CHECKED(click(card, 3));
+        // The menu opens at the pointer, below it when there is room.
+        const QRect menuArea = QRect(card - QPoint(20, 10), QSize(260, 150)) & boardArea();
+        CHECKED(settle(menuArea));
+        QRect deleteBox;
+        for (const QString &entry : {u"Move to Doing"_qs, u"Move to Done"_qs, u"Edit"_qs}) {
+            CHECKED(expectText(menuArea, entry, u"the card's menu"_qs));
+        }
+        CHECKED(expectText(menuArea, u"Delete"_qs, u"the card's menu"_qs, &deleteBox));
+        CHECKED(click(deleteBox.center()));
+        CHECKED(expectToday(openCards({u"Buy fresh bread"_qs, u"Water the garden"_qs}), {},
+                            doneCards({}), u"deleting the middle card"_qs));
+    }
+
+    void outsideEditShows()
+    {
+        CHECKED(startApp({u"Buy fresh bread"_qs}, {u"Fix the bike"_qs}));
+        CHECKED(openPinned());
+        const QRect toDo = laneArea(ToDo);
+        QVERIFY(writeAtomically(todayPath(),
+                                boardMarkdown({u"Buy fresh bread"_qs, u"Added elsewhere"_qs},
+                                              {u"Fix the bike"_qs}, {})));
+        QElapsedTimer sinceWrite;
+        sinceWrite.start();
+        // The new card takes the lane's second row, where the field was; each reading of that
+        // one row takes tesseract a moment, so the last one may start just before 2 s are up.
+        const QRect secondRow(toDo.x() + LanePadding, cardPoint(ToDo, 1).y() - CardHeight / 2,
+                              LaneWidth - 2 * LanePadding, CardHeight);
+        QList<Word> words;
+        qint64 shownAfter = -1;
+        do {
+            const qint64 started = sinceWrite.elapsed();
+            words = readWords(secondRow);
+            if (findPhrase(words, u"Added elsewhere"_qs))
+                shownAfter = started;
+        } while (shownAfter < 0 && sinceWrite.elapsed() < 2000);
+        VERIFY_SCREEN(shownAfter >= 0,
+                      u"\"Added elsewhere\" did not show within 2 s of the file changing; the row "
+                      u"reads %1"_qs.arg(describe(words)));
+        qInfo("the outside change showed within %lld ms", shownAfter);
+        CHECKED(settle(toDo));
+        CHECKED(expectText(toDo, u"Buy fresh bread"_qs, u"the To do lane"_qs));
+    }
+
+    void pastDayIsReadOnlyAndCopies()
+    {
+        const QDate earlier = QDate::currentDate().addDays(-2);
+        CHECKED(startApp({u"Buy fresh bread"_qs}, {}, {}, [&](TallowfernProcess &app) {
+            QVERIFY(writeAtomically(app.boardPath(earlier),
+                                    boardMarkdown({u"Fix the fence"_qs}, {u"Paint the shed"_qs},
+                                                  {u"Oil the hinges"_qs})));
+        }));
+        const QString pastBefore = readFile(m_app->boardPath(earlier));
+        CHECKED(openPinned());
+
+        // The previous-day button sits just after the app's name in the header.
+        QRect name;
+        const QList<Word> header = readWords(headerArea());
+        for (const Word &word : header) {
+            if (normalised(word.text).startsWith(u"tallow"_qs))
+                name = word.box;
+        }
+        VERIFY_SCREEN(!name.isNull(),
+                      u"no app name in the header; tesseract read "_qs + describe(header));
+        CHECKED(click(QPoint(name.right() + 14 + 13, headerArea().center().y())));
+
+        const QRect pastBoard = boardArea(true);
+        VERIFY_SCREEN(settle(pastBoard), u"the past day never came to rest"_qs);
+        const QString label =
+            QLocale(QLocale::English, QLocale::UnitedStates).toString(earlier, u"ddd, d MMM"_qs);
+        CHECKED(expectText(headerArea(), label, u"the header"_qs));
+        CHECKED(expectText(laneArea(ToDo, true), u"Fix the fence"_qs, u"the past day's To do"_qs));
+        // Ticked cards are struck through, which tesseract does not read: Doing's card will do.
+        CHECKED(
+            expectText(laneArea(Doing, true), u"Paint the shed"_qs, u"the past day's Doing"_qs));
+        const QList<Word> words = readWords(pastBoard);
+        CHECKED(expectNoText(words, u"Add a task"_qs, u"the past day's board"_qs));
+        CHECKED(expectNoText(words, u"Buy fresh bread"_qs, u"the past day's board"_qs));
+
+        // Only copying to today is on offer, and it adds the card to today's To do.
+        const QPoint card = cardPoint(ToDo, 0, true);
+        CHECKED(click(card, 3));
+        const QRect menuArea = QRect(card - QPoint(20, 10), QSize(260, 80)) & pastBoard;
+        CHECKED(settle(menuArea));
+        QRect copyBox;
+        CHECKED(expectText(menuArea, u"Copy to Today"_qs, u"the past card's menu"_qs, &copyBox));
+        const QList<Word> menuWords = readWords(menuArea);
+        for (const QString &absent : {u"Move"_qs, u"Edit"_qs, u"Delete"_qs})
+            CHECKED(expectNoText(menuWords, absent, u"the past card's menu"_qs));
+        CHECKED(click(copyBox.center()));
+        CHECKED(expectToday(openCards({u"Buy fresh bread"_qs, u"Fix the fence"_qs}), {},
+                            doneCards({}), u"copying the past card to today"_qs));
+        QCOMPARE(readFile(m_app->boardPath(earlier)), pastBefore);
+
+        // Back to today: its cards and fields again.
+        QRect back;
+        CHECKED(expectText(QRect(m_window.x() + ContentLeft, m_window.y() + HeaderHeight,
+                                 ContentWidth, PastBannerHeight),
+                           u"Back to today"_qs, u"the past day's banner"_qs, &back));
+        CHECKED(click(back.center()));
+        VERIFY_SCREEN(settle(boardArea()), u"today's board never came to rest"_qs);
+        CHECKED(expectText(laneArea(ToDo), u"Fix the fence"_qs, u"today's To do"_qs));
+        CHECKED(expectText(laneArea(ToDo), u"Buy fresh bread"_qs, u"today's To do"_qs));
+        CHECKED(expectText(laneArea(ToDo), u"Add a task"_qs, u"today's To do"_qs));
+        const QList<Word> todayWords = readWords(boardArea());
+        CHECKED(expectNoText(todayWords, u"Paint the shed"_qs, u"today's board"_qs));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestBoardE2e)
+#include "tst_board_e2e.moc"
