@@ -21,20 +21,25 @@ Item {
         menu.entries = lane.menu();
         menu.current = fromKeyboard ? menu.nextEntry(-1, 1) : -1;
         layer.visible = true;
+        // Its size is known only once the entries are laid out.
+        entryColumn.forceLayout();
         const at = item.mapToItem(layer, x, y);
         panel.x = Math.max(4, Math.min(at.x, layer.width - panel.width - 4));
         panel.y = at.y + panel.height + 4 <= layer.height ? at.y : Math.max(4, at.y - panel.height);
-        menu.previousFocus = menu.Window.activeFocusItem;
-        panel.forceActiveFocus();
+        // From the keyboard the menu takes it, and gives it back when it closes.
+        menu.previousFocus = fromKeyboard ? menu.Window.activeFocusItem : null;
+        if (fromKeyboard)
+            panel.forceActiveFocus();
     }
 
     function close() {
         if (!layer.visible)
             return;
         layer.visible = false;
-        if (menu.previousFocus)
-            menu.previousFocus.forceActiveFocus();
+        const previous = menu.previousFocus;
         menu.previousFocus = null;
+        if (previous)
+            previous.forceActiveFocus();
     }
 
     function nextEntry(from: int, step: int): int {

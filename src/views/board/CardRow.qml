@@ -58,18 +58,22 @@ Item {
     Timer {
         id: focusLater
         interval: 0
-        onTriggered: field.forceActiveFocus()
+        onTriggered: {
+            field.forceActiveFocus();
+            field.cursorPosition = field.length;
+        }
     }
 
     Connections {
         target: row.lanes
 
+        // A row on its way out of a lane the card has left still has the card's id.
         function onEditRequested(cardId: string) {
-            if (cardId === row.cardId)
+            if (cardId === row.cardId && row.lane.indexOf(cardId) >= 0)
                 row.startEditing(true);
         }
         function onMenuRequested(cardId: string) {
-            if (cardId === row.cardId)
+            if (cardId === row.cardId && row.lane.indexOf(cardId) >= 0)
                 row.openMenu(row.width / 2, row.height, true);
         }
     }
@@ -106,6 +110,7 @@ Item {
     // Presses, double clicks, right clicks and drags on the row itself.
     MouseArea {
         id: mouse
+        objectName: "rowMouse"
         anchors.fill: parent
         acceptedButtons: Qt.LeftButton | Qt.RightButton
         preventStealing: true

@@ -117,12 +117,14 @@ Rectangle {
 
             width: parent.width
             height: Math.max(0, Math.min(contentHeight, room))
-            visible: count > 0
             model: column.lane
             spacing: 4
             clip: true
             boundsBehavior: Flickable.StopAtBounds
             cacheBuffer: 200
+            // The list is only as tall as its rows; rows are made for the room it may grow
+            // into, so that a new row is not dropped and made again as the list grows to hold it.
+            displayMarginEnd: Math.max(0, room - height)
 
             delegate: CardRow {
                 id: cardRow

@@ -1,0 +1,572 @@
+#include "CardPreviewProvider.h"
+#include "IconProvider.h"
+#include "notch/NotchModel.h"
+#include "store/BoardStore.h"
+#include "support/StoreFixture.h"
+
+#include <QMimeData>
+#include <QQmlContext>
+#include <QQmlEngine>
+#include <QQmlProperty>
+#include <QQuickItem>
+#include <QQuickView>
+#include <QSignalSpy>
+#include <QTest>
+#include <QtQml/qqmlextensionplugin.h>
+
+#include <memory>
+
+Q_IMPORT_QML_PLUGIN(TallowfernPlugin)
+
+namespace {
+
+QByteArray board(const QStringList &todo, const QStringList &doing, const QStringList &done)
+{
+    const auto cards = [](const QStringList &texts) {
+        QList<Card> list;
+        for (const QString &text : texts)
+            list.append(Card(text));
+        return list;
+    };
+    return Board({Lane(u"To do"_qs, cards(todo)), Lane(u"Doing"_qs, cards(doing)),
+                  Lane(u"Done"_qs, cards(done), true)})
+        .markdown()
+        .toUtf8();
+}
+
+// Searches the visual tree, where items made by views and repeaters are, depth first.
+QQuickItem *findItem(QQuickItem *from, const QString &name)
+{
+    if (!from)
+        return nullptr;
+    const QList<QQuickItem *> children = from->childItems();
+    for (QQuickItem *child : children) {
+        if (child->objectName() == name)
+            return child;
+    }
+    for (QQuickItem *child : children) {
+        if (QQuickItem *found = findItem(child, name))
+            return found;
+    }
+    return nullptr;
+}
+
+void collect(QQuickItem *from, QList<QQuickItem *> &into)
+{
+    const QList<QQuickItem *> children = from->childItems();
+    for (QQuickItem *child : children) {
+        into.append(child);
+        collect(child, into);
+    }
+}
+
+// Rows and menu entries that have gone linger until deferred deletes run.
+void dropStaleItems()
+{
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+}
+
+// Longer than any of the board's animations.
+constexpr int settleMs = 600;
+
+} // namespace
+
+// The Board tab in a real Qt Quick window over a store on a scratch vault.
+class TestBoardView : public QObject {
+    Q_OBJECT
+
+    std::unique_ptr<Scratch> m_scratch;
+    FakeClock m_clock;
+    RecordingLauncher m_launcher;
+    std::unique_ptr<BoardStore> m_store;
+    std::unique_ptr<NotchModel> m_model;
+    std::unique_ptr<QQuickView> m_view;
+
+    QString today() const { return m_scratch->boards() + u"/2025-03-07.md"_qs; }
+    QString pastDay() const { return m_scratch->boards() + u"/2025-03-05.md"_qs; }
+
+    void start(const QByteArray &todayText)
+    {
+        Scratch::write(today(), todayText);
+        m_store = std::make_unique<BoardStore>(&m_clock, &m_launcher);
+        m_model = std::make_unique<NotchModel>();
+        m_view = std::make_unique<QQuickView>();
+        m_view->engine()->addImportPath(u"qrc:/qt/qml"_qs);
+        IconProvider::install(m_view->engine());
+        CardPreviewProvider::install(m_view->engine());
+        m_view->setColor(Qt::black);
+        m_view->setResizeMode(QQuickView::SizeRootObjectToView);
+        m_view->setInitialProperties({{u"model"_qs, QVariant::fromValue(m_model.get())},
+                                      {u"store"_qs, QVariant::fromValue(m_store.get())}});
+        m_view->setSource(QUrl(u"qrc:/qt/qml/Tallowfern/views/board/BoardView.qml"_qs));
+        QStringList errors;
+        for (const QQmlError &error : m_view->errors())
+            errors.append(error.toString());
+        QVERIFY2(m_view->status() == QQuickView::Ready, qPrintable(errors.join(u'\n')));
+        m_view->resize(760, 300);
+        m_view->show();
+        QVERIFY(QTest::qWaitForWindowExposed(m_view.get()));
+        m_view->requestActivate();
+        QTest::qWait(50);
+    }
+
+    [[nodiscard]] QQuickItem *root() const { return m_view->rootObject(); }
+    [[nodiscard]] QQuickItem *lane(const QString &kind) const
+    {
+        return findItem(root(), u"lane-"_qs + kind);
+    }
+    [[nodiscard]] QQuickItem *in(QQuickItem *parent, const QString &name) const
+    {
+        return findItem(parent, name);
+    }
+    // The row of a card on screen; rows on their way out are left alone.
+    [[nodiscard]] QQuickItem *card(const QString &text) const
+    {
+        dropStaleItems();
+        QList<QQuickItem *> items;
+        collect(root(), items);
+        for (QQuickItem *item : std::as_const(items)) {
+            if (item->objectName() == u"card-"_qs + text && item->isVisible() &&
+                item->opacity() > 0.5)
+                return item;
+        }
+        return nullptr;
+    }
+    [[nodiscard]] QQuickItem *input(const QString &kind) const
+    {
+        return in(in(lane(kind), u"add-"_qs + kind), u"addInput"_qs);
+    }
+    // The entries of the open menu; those of an earlier opening may linger, hidden, until they
+    // are deleted.
+    [[nodiscard]] QList<QQuickItem *> menuEntries() const
+    {
+        dropStaleItems();
+        QList<QQuickItem *> entries;
+        QQuickItem *menu = findItem(m_view->contentItem(), u"cardMenu"_qs);
+        if (!shown(menu))
+            return entries;
+        const QRectF panel = menu->mapRectToScene(menu->boundingRect());
+        QList<QQuickItem *> items;
+        collect(menu, items);
+        for (QQuickItem *item : std::as_const(items)) {
+            if (item->objectName().startsWith(u"menu-") && shown(item) &&
+                panel.contains(item->mapRectToScene(item->boundingRect()).center()))
+                entries.append(item);
+        }
+        std::sort(entries.begin(), entries.end(), [](QQuickItem *a, QQuickItem *b) {
+            return a->mapToScene({0, 0}).y() < b->mapToScene({0, 0}).y();
+        });
+        return entries;
+    }
+    [[nodiscard]] QQuickItem *menuEntry(const QString &text) const
+    {
+        const QList<QQuickItem *> entries = menuEntries();
+        for (QQuickItem *entry : entries) {
+            if (entry->objectName() == u"menu-"_qs + text)
+                return entry;
+        }
+        return nullptr;
+    }
+    [[nodiscard]] QStringList menuTexts() const
+    {
+        QStringList texts;
+        const QList<QQuickItem *> entries = menuEntries();
+        for (QQuickItem *entry : entries)
+            texts.append(entry->objectName().mid(5));
+        return texts;
+    }
+
+    [[nodiscard]] static bool shown(const QQuickItem *target)
+    {
+        for (const QQuickItem *i = target; i; i = i->parentItem()) {
+            if (!i->isVisible() || i->opacity() <= 0)
+                return false;
+        }
+        return target != nullptr;
+    }
+    [[nodiscard]] QPoint centre(QQuickItem *target) const
+    {
+        return target->mapToScene(QPointF(target->width() / 2, target->height() / 2)).toPoint();
+    }
+    void click(QQuickItem *target, Qt::MouseButton button = Qt::LeftButton)
+    {
+        QVERIFY(target);
+        QTest::mouseClick(m_view.get(), button, {}, centre(target));
+    }
+    void hover(QQuickItem *target)
+    {
+        QVERIFY(target);
+        QTest::mouseMove(m_view.get(), centre(target) + QPoint(1, 0));
+        QTest::mouseMove(m_view.get(), centre(target));
+    }
+    void type(const QString &text)
+    {
+        for (const QChar c : text) {
+            const auto key = c.isLetterOrNumber() ? Qt::Key(c.toUpper().unicode())
+                             : c == u' '          ? Qt::Key_Space
+                                                  : Qt::Key_unknown;
+            QTest::sendKeyEvent(QTest::Click, m_view.get(), key, QString(c), {});
+        }
+    }
+    void key(Qt::Key key) { QTest::keyClick(m_view.get(), key); }
+    // The card's edit field has the keyboard.
+    [[nodiscard]] bool editing(const QString &text) const
+    {
+        QQuickItem *field = in(card(text), u"editField"_qs);
+        return field && field->hasActiveFocus();
+    }
+    [[nodiscard]] QByteArray file() const { return Scratch::read(today()); }
+
+    // Sends a whole drag of `text` to `point`, as another program's drag would arrive, and says
+    // whether the drop was taken.
+    bool drop(const QString &text, QPoint point)
+    {
+        QMimeData data;
+        data.setText(text);
+        QDragEnterEvent enter(point, Qt::MoveAction | Qt::CopyAction, &data, Qt::LeftButton, {});
+        QCoreApplication::sendEvent(m_view.get(), &enter);
+        QDragMoveEvent move(point, Qt::MoveAction | Qt::CopyAction, &data, Qt::LeftButton, {});
+        QCoreApplication::sendEvent(m_view.get(), &move);
+        QDropEvent dropped(point, Qt::MoveAction | Qt::CopyAction, &data, Qt::LeftButton, {});
+        QCoreApplication::sendEvent(m_view.get(), &dropped);
+        return dropped.isAccepted();
+    }
+    [[nodiscard]] QString idOf(const QString &text) const
+    {
+        QQuickItem *row = card(text);
+        return row ? row->property("cardId").toString() : QString();
+    }
+
+private slots:
+    void initTestCase() { useTimeZone("Europe/Berlin"); }
+
+    void init()
+    {
+        m_scratch = std::make_unique<Scratch>();
+        m_clock.set(2025, 3, 7);
+    }
+
+    void cleanup()
+    {
+        m_view.reset();
+        m_model.reset();
+        m_store.reset();
+    }
+
+    void emptyLanesOfToday()
+    {
+        start(board({}, {}, {}));
+        QCOMPARE(in(lane(u"todo"_qs), u"placeholder"_qs)->property("text").toString(),
+                 u"Drop tasks here"_qs);
+        QCOMPARE(in(lane(u"doing"_qs), u"placeholder"_qs)->property("text").toString(),
+                 u"Drop tasks here"_qs);
+        QCOMPARE(in(lane(u"done"_qs), u"placeholder"_qs)->property("text").toString(),
+                 u"Nothing done yet"_qs);
+        for (const QString &kind : {u"todo"_qs, u"doing"_qs, u"done"_qs}) {
+            QVERIFY(shown(in(lane(kind), u"placeholder"_qs)));
+            QVERIFY(shown(input(kind)));
+        }
+    }
+
+    // The header's count follows each add, move and delete.
+    void countFollowsChanges()
+    {
+        start(board({u"Write"_qs}, {}, {}));
+        const auto count = [&](const QString &kind) {
+            QQuickItem *badge = in(lane(kind), u"count"_qs);
+            return badge ? badge->childItems().first()->property("text") : QVariant();
+        };
+        QCOMPARE(count(u"todo"_qs).toString(), u"1"_qs);
+        click(input(u"todo"_qs));
+        type(u"Call"_qs);
+        key(Qt::Key_Return);
+        QCOMPARE(count(u"todo"_qs).toString(), u"2"_qs);
+        QTest::qWait(settleMs);
+        m_store->move(idOf(u"Call"_qs), u"done"_qs, QString());
+        QCOMPARE(count(u"todo"_qs).toString(), u"1"_qs);
+        QCOMPARE(count(u"done"_qs).toString(), u"1"_qs);
+        m_store->deleteCard(idOf(u"Write"_qs));
+        QCOMPARE(count(u"todo"_qs).toString(), u"0"_qs);
+    }
+
+    void addFieldKeepsTheKeyboard()
+    {
+        start(board({u"First"_qs}, {}, {}));
+        QQuickItem *field = input(u"todo"_qs);
+        click(field);
+        QVERIFY(field->hasActiveFocus());
+        QVERIFY(m_model->isEditing());
+        type(u"Second"_qs);
+        key(Qt::Key_Return);
+        type(u"Third"_qs);
+        key(Qt::Key_Return);
+        QVERIFY(file().contains("- [ ] First\n- [ ] Second\n- [ ] Third\n"));
+        QVERIFY(field->hasActiveFocus());
+        QCOMPARE(field->property("text").toString(), QString());
+        // Blank text adds nothing.
+        type(u"   "_qs);
+        key(Qt::Key_Return);
+        QCOMPARE(m_store->board().cards(LaneKind::Todo).size(), 3);
+    }
+
+    // Only the To do field answers the hot key's request, and only after 0.15 s.
+    void focusRequestReachesToDoLater()
+    {
+        start(board({}, {}, {}));
+        m_model->requestAddFocus();
+        QTest::qWait(60);
+        QVERIFY(!input(u"todo"_qs)->hasActiveFocus());
+        QTRY_VERIFY_WITH_TIMEOUT(input(u"todo"_qs)->hasActiveFocus(), 1000);
+        QVERIFY(m_model->isEditing());
+        click(input(u"doing"_qs));
+        m_model->requestAddFocus();
+        QTest::qWait(400);
+        QVERIFY(input(u"todo"_qs)->hasActiveFocus());
+    }
+
+    void checkButtonStates()
+    {
+        start(board({u"Write"_qs}, {u"Plan"_qs}, {u"Shop"_qs}));
+        QQuickItem *todoCheck = in(card(u"Write"_qs), u"check"_qs);
+        QQuickItem *doneCheck = in(card(u"Shop"_qs), u"check"_qs);
+        QCOMPARE(todoCheck->property("toolTip").toString(), u"Mark done"_qs);
+        QCOMPARE(in(card(u"Plan"_qs), u"check"_qs)->property("toolTip").toString(),
+                 u"Mark done"_qs);
+        QCOMPARE(doneCheck->property("toolTip").toString(), u"Move back to To do"_qs);
+        click(todoCheck);
+        QVERIFY(file().contains("**Complete**\n- [x] Shop\n- [x] Write\n"));
+        QTest::qWait(settleMs);
+        click(in(card(u"Shop"_qs), u"check"_qs));
+        QVERIFY(file().contains("## To do\n\n- [ ] Shop\n"));
+    }
+
+    // A To do card offers "Move to Doing" under the pointer; a done card has no such button.
+    void advanceButton()
+    {
+        start(board({u"Write"_qs}, {u"Plan"_qs}, {u"Shop"_qs}));
+        QQuickItem *advance = in(card(u"Write"_qs), u"advance"_qs);
+        QVERIFY(!advance->property("shown").toBool());
+        hover(in(card(u"Write"_qs), u"text"_qs));
+        QTRY_VERIFY(advance->property("shown").toBool());
+        QCOMPARE(advance->property("toolTip").toString(), u"Move to Doing"_qs);
+        QCOMPARE(in(card(u"Plan"_qs), u"advance"_qs)->property("toolTip").toString(),
+                 u"Move to Done"_qs);
+        hover(in(card(u"Shop"_qs), u"text"_qs));
+        QTest::qWait(settleMs);
+        QVERIFY(!in(card(u"Shop"_qs), u"advance"_qs)->property("shown").toBool());
+        QVERIFY(!shown(in(card(u"Shop"_qs), u"advance"_qs)));
+
+        hover(in(card(u"Write"_qs), u"text"_qs));
+        QTRY_VERIFY(shown(advance));
+        QTest::qWait(settleMs);
+        click(advance);
+        QVERIFY(file().contains("## Doing\n\n- [ ] Plan\n- [ ] Write\n"));
+    }
+
+    void doubleClickEditsAndReturnCommits()
+    {
+        start(board({u"Write report"_qs, u"Call"_qs}, {}, {}));
+        QQuickItem *row = card(u"Write report"_qs);
+        QTest::mouseDClick(m_view.get(), Qt::LeftButton, {}, centre(in(row, u"text"_qs)));
+        QTRY_VERIFY(editing(u"Write report"_qs));
+        QQuickItem *field = in(row, u"editField"_qs);
+        QVERIFY(m_model->isEditing());
+        QCOMPARE(field->property("text").toString(), u"Write report"_qs);
+        QTest::keyClick(m_view.get(), Qt::Key_End);
+        type(u" today"_qs);
+        key(Qt::Key_Return);
+        QVERIFY(!m_model->isEditing());
+        QVERIFY(file().contains("- [ ] Write report today\n- [ ] Call\n"));
+    }
+
+    // No change, no store operation: nothing is published or written.
+    void unchangedEditCallsNothing()
+    {
+        start(board({u"Write report"_qs}, {}, {}));
+        QSignalSpy published(m_store.get(), &BoardStore::boardChanged);
+        const QDateTime written = QFileInfo(today()).lastModified();
+        QTest::mouseDClick(m_view.get(), Qt::LeftButton, {},
+                           centre(in(card(u"Write report"_qs), u"text"_qs)));
+        QTRY_VERIFY(editing(u"Write report"_qs));
+        key(Qt::Key_Return);
+        QCOMPARE(published.size(), 0);
+        QCOMPARE(QFileInfo(today()).lastModified(), written);
+    }
+
+    // Clicking elsewhere ends editing with a commit: there is no cancel.
+    void clickElsewhereCommits()
+    {
+        start(board({u"Write"_qs}, {}, {}));
+        QTest::mouseDClick(m_view.get(), Qt::LeftButton, {},
+                           centre(in(card(u"Write"_qs), u"text"_qs)));
+        QQuickItem *field = in(card(u"Write"_qs), u"editField"_qs);
+        QTRY_VERIFY(field->hasActiveFocus());
+        type(u" more"_qs);
+        click(input(u"doing"_qs));
+        QVERIFY(file().contains("- [ ] Write more\n"));
+    }
+
+    // A change from outside while a card is edited leaves the draft alone until the commit.
+    void outsideChangeKeepsTheDraft()
+    {
+        start(board({u"Write"_qs, u"Call"_qs}, {}, {}));
+        QTest::mouseDClick(m_view.get(), Qt::LeftButton, {},
+                           centre(in(card(u"Write"_qs), u"text"_qs)));
+        QQuickItem *field = in(card(u"Write"_qs), u"editField"_qs);
+        QTRY_VERIFY(field->hasActiveFocus());
+        type(u" mine"_qs);
+        QTest::qWait(20);
+        Scratch::write(today(), board({u"Write"_qs, u"Call"_qs, u"Theirs"_qs}, {}, {}));
+        m_store->checkForChanges();
+        QCOMPARE(m_store->board().cards(LaneKind::Todo).size(), 3);
+        QVERIFY(field->hasActiveFocus());
+        QCOMPARE(field->property("text").toString(), u"Write mine"_qs);
+        key(Qt::Key_Return);
+        QVERIFY(file().contains("- [ ] Write mine\n- [ ] Call\n- [ ] Theirs\n"));
+    }
+
+    void contextMenuOfToday()
+    {
+        start(board({u"Write"_qs, u"Call"_qs}, {}, {}));
+        click(in(card(u"Call"_qs), u"text"_qs), Qt::RightButton);
+        QCOMPARE(menuTexts(),
+                 QStringList({u"Move to Doing"_qs, u"Move to Done"_qs, u"Edit"_qs, u"Delete"_qs}));
+        click(menuEntry(u"Delete"_qs));
+        QVERIFY(menuTexts().isEmpty());
+        QVERIFY(!file().contains("Call"));
+        QVERIFY(file().contains("- [ ] Write\n"));
+        QTest::qWait(settleMs);
+
+        click(in(card(u"Write"_qs), u"text"_qs), Qt::RightButton);
+        QCOMPARE(menuTexts(),
+                 QStringList({u"Move to Doing"_qs, u"Move to Done"_qs, u"Edit"_qs, u"Delete"_qs}));
+        click(menuEntry(u"Move to Done"_qs));
+        QVERIFY(file().contains("**Complete**\n- [x] Write\n"));
+
+        QTest::qWait(settleMs);
+        click(in(card(u"Write"_qs), u"text"_qs), Qt::RightButton);
+        click(menuEntry(u"Edit"_qs));
+        QTRY_VERIFY(editing(u"Write"_qs));
+        key(Qt::Key_Return);
+        QVERIFY(!m_model->isEditing());
+
+        // A click outside only closes it.
+        click(in(card(u"Write"_qs), u"text"_qs), Qt::RightButton);
+        QVERIFY(!menuTexts().isEmpty());
+        QTest::mouseClick(m_view.get(), Qt::LeftButton, {}, QPoint(5, 295));
+        QVERIFY(menuTexts().isEmpty());
+        QVERIFY2(file().contains("- [x] Write\n"), file().constData());
+    }
+
+    // Plain text from elsewhere is refused on a lane and on a card; a card's id is taken.
+    void dropsOfText()
+    {
+        start(board({u"A"_qs, u"B"_qs, u"C"_qs}, {}, {u"D"_qs}));
+        const QByteArray before = file();
+        QQuickItem *doneLane = lane(u"done"_qs);
+        const QPoint doneBackground =
+            doneLane->mapToScene(QPointF(doneLane->width() / 2, doneLane->height() - 20)).toPoint();
+        QVERIFY(!drop(u"Buy milk"_qs, doneBackground));
+        QVERIFY(!drop(u"Buy milk"_qs, centre(card(u"B"_qs))));
+        QCOMPARE(file(), before);
+
+        // On the lane's background: to the end of the lane.
+        QVERIFY(drop(idOf(u"A"_qs), doneBackground));
+        QVERIFY(file().contains("**Complete**\n- [x] D\n- [x] A\n"));
+        QTest::qWait(settleMs);
+        // On a card of its own lane: just above that card.
+        QVERIFY(drop(idOf(u"C"_qs), centre(card(u"B"_qs))));
+        QVERIFY(file().contains("## To do\n\n- [ ] C\n- [ ] B\n"));
+    }
+
+    void pastDayIsReadOnly()
+    {
+        Scratch::write(pastDay(), board({u"Old task"_qs}, {}, {u"Old done"_qs}));
+        start(board({u"Today's"_qs}, {}, {}));
+        m_store->view(u"2025-03-05"_qs);
+        QTest::qWait(settleMs);
+        for (const QString &kind : {u"todo"_qs, u"doing"_qs, u"done"_qs})
+            QVERIFY(!shown(input(kind)));
+        QCOMPARE(in(lane(u"doing"_qs), u"placeholder"_qs)->property("text").toString(),
+                 u"Nothing here"_qs);
+
+        QQuickItem *row = card(u"Old task"_qs);
+        QVERIFY(row);
+        QQuickItem *check = in(row, u"check"_qs);
+        QVERIFY(!check->isEnabled());
+        QCOMPARE(check->property("toolTip").toString(), QString());
+        click(check);
+        QQuickItem *mouse = in(row, u"rowMouse"_qs);
+        QCOMPARE(mouse->property("drag").value<QObject *>()->property("target").value<QObject *>(),
+                 nullptr);
+        QVERIFY(!in(row, u"rowDrop"_qs)->isEnabled());
+        QVERIFY(!drop(idOf(u"Old done"_qs), centre(row)));
+        hover(in(row, u"text"_qs));
+        QTest::qWait(settleMs);
+        QVERIFY(!shown(in(row, u"advance"_qs)));
+        QTest::mouseDClick(m_view.get(), Qt::LeftButton, {}, centre(in(row, u"text"_qs)));
+        QTest::qWait(50);
+        QVERIFY(!shown(in(row, u"editField"_qs)));
+
+        click(in(row, u"text"_qs), Qt::RightButton);
+        QCOMPARE(menuTexts(), QStringList({u"Copy to Today"_qs}));
+        click(menuEntry(u"Copy to Today"_qs));
+        QVERIFY(file().contains("- [ ] Today's\n- [ ] Old task\n"));
+        QVERIFY(Scratch::read(pastDay()).contains("- [ ] Old task\n"));
+    }
+
+    // Up from an add field selects the lane's last card; the arrows, Space and Return work it.
+    void keyboardOnTheCards()
+    {
+        start(board({u"A"_qs, u"B"_qs}, {}, {u"D"_qs}));
+        click(input(u"todo"_qs));
+        key(Qt::Key_Up);
+        QVERIFY(!input(u"todo"_qs)->hasActiveFocus());
+        QVERIFY(card(u"B"_qs)->property("selected").toBool());
+        key(Qt::Key_Up);
+        QVERIFY(card(u"A"_qs)->property("selected").toBool());
+        QVERIFY(!card(u"B"_qs)->property("selected").toBool());
+        key(Qt::Key_Right);
+        QVERIFY(card(u"D"_qs)->property("selected").toBool());
+        key(Qt::Key_Left);
+        key(Qt::Key_Space);
+        QVERIFY(file().contains("**Complete**\n- [x] D\n- [x] A\n"));
+        QTest::qWait(settleMs);
+        QVERIFY(card(u"A"_qs)->property("selected").toBool());
+
+        key(Qt::Key_Return);
+        QQuickItem *field = in(card(u"A"_qs), u"editField"_qs);
+        QTRY_VERIFY(field->hasActiveFocus());
+        type(u"!"_qs);
+        key(Qt::Key_Return);
+        QVERIFY(file().contains("- [x] A!\n"));
+        // Back on the cards: Down past the last one reaches the lane's add field.
+        QTRY_VERIFY(card(u"A!"_qs) && card(u"A!"_qs)->property("selected").toBool());
+        key(Qt::Key_Down);
+        QVERIFY(input(u"done"_qs)->hasActiveFocus());
+    }
+
+    void controlsHaveAccessibleNames()
+    {
+        start(board({u"Write"_qs}, {}, {}));
+        QList<QQuickItem *> items;
+        collect(root(), items);
+        int named = 0;
+        for (QQuickItem *item : items) {
+            const QString name = item->objectName();
+            if (name == u"check" || name == u"advance" || name == u"addInput" ||
+                name.startsWith(u"card-")) {
+                auto *attached = qobject_cast<QQuickItem *>(item);
+                QVERIFY(attached);
+                const QString accessible =
+                    QQmlProperty::read(item, u"Accessible.name"_qs, qmlContext(item)).toString();
+                QVERIFY2(!accessible.isEmpty(), qPrintable(name));
+                ++named;
+            }
+        }
+        QVERIFY(named >= 6);
+    }
+};
+
+QTEST_MAIN(TestBoardView)
+#include "tst_boardview.moc"
