@@ -138,7 +138,8 @@ Item {
         Drag.supportedActions: Qt.MoveAction
         Drag.proposedAction: Qt.MoveAction
         Drag.mimeData: { "text/plain": row.cardId }
-        Drag.imageSource: row.lanes.dragImage(row.text)
+        // Made only when a drag may begin, not for every row that scrolls by.
+        Drag.imageSource: mouse.pressed ? row.lanes.dragImage(row.text) : ""
         Drag.onDragFinished: {
             dragSource.x = 0;
             dragSource.y = 0;

@@ -192,6 +192,8 @@ Rectangle {
 
             Rectangle {
                 objectName: "scrollIndicator"
+                // On the view itself, not in the content that scrolls.
+                parent: list
                 anchors.right: parent.right
                 width: 3
                 radius: 1.5
