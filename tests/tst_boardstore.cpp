@@ -1,5 +1,6 @@
 #include "store/BoardStore.h"
 #include "store/VaultLocator.h"
+#include "support/BoardText.h"
 #include "support/StoreFixture.h"
 
 #include <QElapsedTimer>
@@ -21,20 +22,6 @@ QStringList texts(const Board &board, LaneKind kind)
     for (const Card &card : board.cards(kind))
         result.append(card.text());
     return result;
-}
-
-QByteArray boardText(const QStringList &todo, const QStringList &doing, const QStringList &done)
-{
-    QList<Card> a, b, c;
-    for (const QString &t : todo)
-        a.append(Card(t));
-    for (const QString &t : doing)
-        b.append(Card(t));
-    for (const QString &t : done)
-        c.append(Card(t));
-    return Board({Lane(u"To do"_qs, a), Lane(u"Doing"_qs, b), Lane(u"Done"_qs, c, true)})
-        .markdown()
-        .toUtf8();
 }
 
 QStringList filesIn(const QString &folder)

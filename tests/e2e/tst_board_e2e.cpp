@@ -1,3 +1,4 @@
+#include "Checks.h"
 #include "TallowfernProcess.h"
 #include "XServer.h"
 
@@ -170,21 +171,6 @@ QString describe(const QList<Word> &words)
 }
 
 } // namespace
-
-// Fails the test with a screenshot of what was there, so that a failure can be looked at.
-#define VERIFY_SCREEN(condition, what)                                                             \
-    do {                                                                                           \
-        if (!(condition))                                                                          \
-            QFAIL(qPrintable(failure(what)));                                                      \
-    } while (false)
-
-// Runs a helper that verifies, and stops the test when it failed.
-#define CHECKED(call)                                                                              \
-    do {                                                                                           \
-        call;                                                                                      \
-        if (QTest::currentTestFailed())                                                            \
-            return;                                                                                \
-    } while (false)
 
 class TestBoardE2e : public QObject {
     Q_OBJECT

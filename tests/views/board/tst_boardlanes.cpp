@@ -1,5 +1,6 @@
 #include "BoardLanes.h"
 #include "store/BoardStore.h"
+#include "support/BoardText.h"
 #include "support/StoreFixture.h"
 
 #include <QAbstractItemModelTester>
@@ -9,20 +10,6 @@
 #include <memory>
 
 namespace {
-
-QByteArray board(const QStringList &todo, const QStringList &doing, const QStringList &done)
-{
-    const auto cards = [](const QStringList &texts) {
-        QList<Card> list;
-        for (const QString &text : texts)
-            list.append(Card(text));
-        return list;
-    };
-    return Board({Lane(u"To do"_qs, cards(todo)), Lane(u"Doing"_qs, cards(doing)),
-                  Lane(u"Done"_qs, cards(done), true)})
-        .markdown()
-        .toUtf8();
-}
 
 QStringList texts(const LaneModel *lane)
 {
@@ -93,7 +80,7 @@ private slots:
 
     void lanesShowTheShownBoard()
     {
-        start(board({u"Write"_qs, u"Call"_qs}, {u"Plan"_qs}, {}));
+        start(boardText({u"Write"_qs, u"Call"_qs}, {u"Plan"_qs}, {}));
         QAbstractItemModelTester tester(m_lanes->todo(),
                                         QAbstractItemModelTester::FailureReportingMode::QtTest);
         QCOMPARE(texts(m_lanes->todo()), QStringList({u"Write"_qs, u"Call"_qs}));
@@ -107,7 +94,7 @@ private slots:
     // The lane headers' counts follow every add, move and delete.
     void countsFollowEveryChange()
     {
-        start(board({u"Write"_qs}, {}, {}));
+        start(boardText({u"Write"_qs}, {}, {}));
         QSignalSpy todoCount(m_lanes->todo(), &LaneModel::countChanged);
         QSignalSpy doneCount(m_lanes->done(), &LaneModel::countChanged);
 
@@ -128,12 +115,12 @@ private slots:
 
     void emptyLanesSayWhy()
     {
-        start(board({}, {}, {}));
+        start(boardText({}, {}, {}));
         QCOMPARE(m_lanes->todo()->placeholder(), u"Drop tasks here"_qs);
         QCOMPARE(m_lanes->doing()->placeholder(), u"Drop tasks here"_qs);
         QCOMPARE(m_lanes->done()->placeholder(), u"Nothing done yet"_qs);
 
-        Scratch::write(pastDay(), board({}, {}, {u"Old"_qs}));
+        Scratch::write(pastDay(), boardText({}, {}, {u"Old"_qs}));
         m_store->view(u"2025-03-05"_qs);
         for (const LaneModel *lane : {m_lanes->todo(), m_lanes->doing(), m_lanes->done()})
             QCOMPARE(lane->placeholder(), u"Nothing here"_qs);
@@ -141,7 +128,7 @@ private slots:
 
     void buttonsAndTips()
     {
-        start(board({u"Write"_qs}, {u"Plan"_qs}, {u"Shop"_qs}));
+        start(boardText({u"Write"_qs}, {u"Plan"_qs}, {u"Shop"_qs}));
         QCOMPARE(m_lanes->todo()->checkToolTip(), u"Mark done"_qs);
         QCOMPARE(m_lanes->doing()->checkToolTip(), u"Mark done"_qs);
         QCOMPARE(m_lanes->done()->checkToolTip(), u"Move back to To do"_qs);
@@ -155,7 +142,7 @@ private slots:
 
     void menusOfToday()
     {
-        start(board({u"Write"_qs}, {}, {}));
+        start(boardText({u"Write"_qs}, {}, {}));
         QCOMPARE(menuTexts(m_lanes->todo()->menu()),
                  QStringList({u"Move to Doing"_qs, u"Move to Done"_qs, u"---"_qs, u"Edit"_qs,
                               u"Delete"_qs}));
@@ -170,8 +157,8 @@ private slots:
     // An earlier day: nothing to add, tick, drag, drop or advance; only copying to today.
     void pastDayIsReadOnly()
     {
-        start(board({u"Today's"_qs}, {}, {}));
-        Scratch::write(pastDay(), board({u"Old task"_qs}, {u"Old work"_qs}, {}));
+        start(boardText({u"Today's"_qs}, {}, {}));
+        Scratch::write(pastDay(), boardText({u"Old task"_qs}, {u"Old work"_qs}, {}));
         const QByteArray todayBefore = Scratch::read(today());
         QSignalSpy readOnly(m_lanes.get(), &BoardLanes::readOnlyChanged);
         m_store->view(u"2025-03-05"_qs);
@@ -225,7 +212,7 @@ private slots:
     // Plain text dropped anywhere changes nothing and is refused.
     void textThatIsNoCardIsRefused()
     {
-        start(board({u"Write"_qs, u"Call"_qs}, {}, {}));
+        start(boardText({u"Write"_qs, u"Call"_qs}, {}, {}));
         const QByteArray before = Scratch::read(today());
         QSignalSpy changes(m_store.get(), &BoardStore::boardChanged);
         QVERIFY(!m_lanes->dropOnLane(u"Buy milk"_qs, u"done"_qs));
@@ -237,13 +224,13 @@ private slots:
 
     void dropOnLaneSendsToItsEnd()
     {
-        start(board({u"Write"_qs, u"Call"_qs}, {}, {u"Shop"_qs}));
+        start(boardText({u"Write"_qs, u"Call"_qs}, {}, {u"Shop"_qs}));
         QVERIFY(m_lanes->dropOnLane(idOf(m_lanes->todo(), u"Write"_qs), u"done"_qs));
         QCOMPARE(texts(m_lanes->done()), QStringList({u"Shop"_qs, u"Write"_qs}));
         QVERIFY(Scratch::read(today()).contains("**Complete**\n- [x] Shop\n- [x] Write\n"));
 
         // Its own lane's background: to the end of the lane.
-        start(board({u"A"_qs, u"B"_qs, u"C"_qs}, {}, {}));
+        start(boardText({u"A"_qs, u"B"_qs, u"C"_qs}, {}, {}));
         QVERIFY(m_lanes->dropOnLane(idOf(m_lanes->todo(), u"A"_qs), u"todo"_qs));
         QCOMPARE(texts(m_lanes->todo()), QStringList({u"B"_qs, u"C"_qs, u"A"_qs}));
     }
@@ -268,7 +255,7 @@ private slots:
     {
         QFETCH(QString, dragged);
         QFETCH(QString, target);
-        start(board({u"A"_qs, u"B"_qs, u"C"_qs}, {u"P"_qs}, {}));
+        start(boardText({u"A"_qs, u"B"_qs, u"C"_qs}, {u"P"_qs}, {}));
         const auto id = [&](const QString &text) {
             const QString inTodo = idOf(m_lanes->todo(), text);
             return inTodo.isEmpty() ? idOf(m_lanes->doing(), text) : inTodo;
@@ -281,7 +268,7 @@ private slots:
     // A reorder within a lane reaches the list as one move of one row.
     void reorderIsAMove()
     {
-        start(board({u"A"_qs, u"B"_qs, u"C"_qs}, {}, {}));
+        start(boardText({u"A"_qs, u"B"_qs, u"C"_qs}, {}, {}));
         QSignalSpy moved(m_lanes->todo(), &QAbstractItemModel::rowsMoved);
         QSignalSpy removed(m_lanes->todo(), &QAbstractItemModel::rowsRemoved);
         QVERIFY(
@@ -293,11 +280,11 @@ private slots:
     // A change made in another program re-reads the file; rows of unchanged cards stay.
     void outsideEditKeepsRows()
     {
-        start(board({u"A"_qs, u"B"_qs}, {}, {}));
+        start(boardText({u"A"_qs, u"B"_qs}, {}, {}));
         QSignalSpy removed(m_lanes->todo(), &QAbstractItemModel::rowsRemoved);
         QSignalSpy inserted(m_lanes->todo(), &QAbstractItemModel::rowsInserted);
         QTest::qWait(20); // a different modification time
-        Scratch::write(today(), board({u"A"_qs, u"B2"_qs, u"New"_qs}, {}, {}));
+        Scratch::write(today(), boardText({u"A"_qs, u"B2"_qs, u"New"_qs}, {}, {}));
         m_store->checkForChanges();
         QCOMPARE(texts(m_lanes->todo()), QStringList({u"A"_qs, u"B2"_qs, u"New"_qs}));
         QCOMPARE(removed.size(), 0);
@@ -306,7 +293,7 @@ private slots:
 
     void contextMenuActions()
     {
-        start(board({u"A"_qs, u"B"_qs}, {}, {}));
+        start(boardText({u"A"_qs, u"B"_qs}, {}, {}));
         m_lanes->perform(u"move"_qs, idOf(m_lanes->todo(), u"A"_qs), u"doing"_qs);
         QCOMPARE(texts(m_lanes->doing()), QStringList({u"A"_qs}));
         m_lanes->perform(u"delete"_qs, idOf(m_lanes->todo(), u"B"_qs));
@@ -318,7 +305,7 @@ private slots:
 
     void keyboardSelection()
     {
-        start(board({u"A"_qs, u"B"_qs, u"C"_qs}, {}, {u"X"_qs, u"Y"_qs}));
+        start(boardText({u"A"_qs, u"B"_qs, u"C"_qs}, {}, {u"X"_qs, u"Y"_qs}));
         QSignalSpy selected(m_lanes.get(), &BoardLanes::selectedChanged);
         QCOMPARE(m_lanes->selectedId(), QString());
         // The first move picks the first card.
@@ -356,11 +343,11 @@ private slots:
     // Re-reading the file gives every card a new id; the selection follows its card.
     void selectionSurvivesRereading()
     {
-        start(board({u"A"_qs, u"B"_qs}, {}, {}));
+        start(boardText({u"A"_qs, u"B"_qs}, {}, {}));
         QVERIFY(m_lanes->selectEdge(u"todo"_qs, true));
         const QString before = m_lanes->selectedId();
         QTest::qWait(20);
-        Scratch::write(today(), board({u"A"_qs, u"B"_qs, u"C"_qs}, {}, {}));
+        Scratch::write(today(), boardText({u"A"_qs, u"B"_qs, u"C"_qs}, {}, {}));
         m_store->checkForChanges();
         QVERIFY(m_lanes->selectedId() != before);
         QCOMPARE(m_lanes->selectedId(), idOf(m_lanes->todo(), u"B"_qs));

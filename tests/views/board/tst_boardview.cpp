@@ -2,6 +2,7 @@
 #include "IconProvider.h"
 #include "notch/NotchModel.h"
 #include "store/BoardStore.h"
+#include "support/BoardText.h"
 #include "support/StoreFixture.h"
 
 #include <QMimeData>
@@ -19,20 +20,6 @@
 Q_IMPORT_QML_PLUGIN(TallowfernPlugin)
 
 namespace {
-
-QByteArray board(const QStringList &todo, const QStringList &doing, const QStringList &done)
-{
-    const auto cards = [](const QStringList &texts) {
-        QList<Card> list;
-        for (const QString &text : texts)
-            list.append(Card(text));
-        return list;
-    };
-    return Board({Lane(u"To do"_qs, cards(todo)), Lane(u"Doing"_qs, cards(doing)),
-                  Lane(u"Done"_qs, cards(done), true)})
-        .markdown()
-        .toUtf8();
-}
 
 // Searches the visual tree, where items made by views and repeaters are, depth first.
 QQuickItem *findItem(QQuickItem *from, const QString &name)
@@ -255,7 +242,7 @@ private slots:
 
     void emptyLanesOfToday()
     {
-        start(board({}, {}, {}));
+        start(boardText({}, {}, {}));
         QCOMPARE(in(lane(u"todo"_qs), u"placeholder"_qs)->property("text").toString(),
                  u"Drop tasks here"_qs);
         QCOMPARE(in(lane(u"doing"_qs), u"placeholder"_qs)->property("text").toString(),
@@ -271,7 +258,7 @@ private slots:
     // The header's count follows each add, move and delete.
     void countFollowsChanges()
     {
-        start(board({u"Write"_qs}, {}, {}));
+        start(boardText({u"Write"_qs}, {}, {}));
         const auto count = [&](const QString &kind) {
             QQuickItem *badge = in(lane(kind), u"count"_qs);
             return badge ? badge->childItems().first()->property("text") : QVariant();
@@ -291,7 +278,7 @@ private slots:
 
     void addFieldKeepsTheKeyboard()
     {
-        start(board({u"First"_qs}, {}, {}));
+        start(boardText({u"First"_qs}, {}, {}));
         QQuickItem *field = input(u"todo"_qs);
         click(field);
         QVERIFY(field->hasActiveFocus());
@@ -312,7 +299,7 @@ private slots:
     // Only the To do field answers the hot key's request, and only after 0.15 s.
     void focusRequestReachesToDoLater()
     {
-        start(board({}, {}, {}));
+        start(boardText({}, {}, {}));
         m_model->requestAddFocus();
         QTest::qWait(60);
         QVERIFY(!input(u"todo"_qs)->hasActiveFocus());
@@ -326,7 +313,7 @@ private slots:
 
     void checkButtonStates()
     {
-        start(board({u"Write"_qs}, {u"Plan"_qs}, {u"Shop"_qs}));
+        start(boardText({u"Write"_qs}, {u"Plan"_qs}, {u"Shop"_qs}));
         QQuickItem *todoCheck = in(card(u"Write"_qs), u"check"_qs);
         QQuickItem *doneCheck = in(card(u"Shop"_qs), u"check"_qs);
         QCOMPARE(todoCheck->property("toolTip").toString(), u"Mark done"_qs);
@@ -343,7 +330,7 @@ private slots:
     // A To do card offers "Move to Doing" under the pointer; a done card has no such button.
     void advanceButton()
     {
-        start(board({u"Write"_qs}, {u"Plan"_qs}, {u"Shop"_qs}));
+        start(boardText({u"Write"_qs}, {u"Plan"_qs}, {u"Shop"_qs}));
         QQuickItem *advance = in(card(u"Write"_qs), u"advance"_qs);
         QVERIFY(!advance->property("shown").toBool());
         hover(in(card(u"Write"_qs), u"text"_qs));
@@ -365,7 +352,7 @@ private slots:
 
     void doubleClickEditsAndReturnCommits()
     {
-        start(board({u"Write report"_qs, u"Call"_qs}, {}, {}));
+        start(boardText({u"Write report"_qs, u"Call"_qs}, {}, {}));
         QQuickItem *row = card(u"Write report"_qs);
         QTest::mouseDClick(m_view.get(), Qt::LeftButton, {}, centre(in(row, u"text"_qs)));
         QTRY_VERIFY(editing(u"Write report"_qs));
@@ -382,7 +369,7 @@ private slots:
     // No change, no store operation: nothing is published or written.
     void unchangedEditCallsNothing()
     {
-        start(board({u"Write report"_qs}, {}, {}));
+        start(boardText({u"Write report"_qs}, {}, {}));
         QSignalSpy published(m_store.get(), &BoardStore::boardChanged);
         const QDateTime written = QFileInfo(today()).lastModified();
         QTest::mouseDClick(m_view.get(), Qt::LeftButton, {},
@@ -396,7 +383,7 @@ private slots:
     // Clicking elsewhere ends editing with a commit: there is no cancel.
     void clickElsewhereCommits()
     {
-        start(board({u"Write"_qs}, {}, {}));
+        start(boardText({u"Write"_qs}, {}, {}));
         QTest::mouseDClick(m_view.get(), Qt::LeftButton, {},
                            centre(in(card(u"Write"_qs), u"text"_qs)));
         QQuickItem *field = in(card(u"Write"_qs), u"editField"_qs);
@@ -409,14 +396,14 @@ private slots:
     // A change from outside while a card is edited leaves the draft alone until the commit.
     void outsideChangeKeepsTheDraft()
     {
-        start(board({u"Write"_qs, u"Call"_qs}, {}, {}));
+        start(boardText({u"Write"_qs, u"Call"_qs}, {}, {}));
         QTest::mouseDClick(m_view.get(), Qt::LeftButton, {},
                            centre(in(card(u"Write"_qs), u"text"_qs)));
         QQuickItem *field = in(card(u"Write"_qs), u"editField"_qs);
         QTRY_VERIFY(field->hasActiveFocus());
         type(u" mine"_qs);
         QTest::qWait(20);
-        Scratch::write(today(), board({u"Write"_qs, u"Call"_qs, u"Theirs"_qs}, {}, {}));
+        Scratch::write(today(), boardText({u"Write"_qs, u"Call"_qs, u"Theirs"_qs}, {}, {}));
         m_store->checkForChanges();
         QCOMPARE(m_store->board().cards(LaneKind::Todo).size(), 3);
         QVERIFY(field->hasActiveFocus());
@@ -427,7 +414,7 @@ private slots:
 
     void contextMenuOfToday()
     {
-        start(board({u"Write"_qs, u"Call"_qs}, {}, {}));
+        start(boardText({u"Write"_qs, u"Call"_qs}, {}, {}));
         click(in(card(u"Call"_qs), u"text"_qs), Qt::RightButton);
         QCOMPARE(menuTexts(),
                  QStringList({u"Move to Doing"_qs, u"Move to Done"_qs, u"Edit"_qs, u"Delete"_qs}));
@@ -461,7 +448,7 @@ private slots:
     // Plain text from elsewhere is refused on a lane and on a card; a card's id is taken.
     void dropsOfText()
     {
-        start(board({u"A"_qs, u"B"_qs, u"C"_qs}, {}, {u"D"_qs}));
+        start(boardText({u"A"_qs, u"B"_qs, u"C"_qs}, {}, {u"D"_qs}));
         const QByteArray before = file();
         QQuickItem *doneLane = lane(u"done"_qs);
         const QPoint doneBackground =
@@ -481,8 +468,8 @@ private slots:
 
     void pastDayIsReadOnly()
     {
-        Scratch::write(pastDay(), board({u"Old task"_qs}, {}, {u"Old done"_qs}));
-        start(board({u"Today's"_qs}, {}, {}));
+        Scratch::write(pastDay(), boardText({u"Old task"_qs}, {}, {u"Old done"_qs}));
+        start(boardText({u"Today's"_qs}, {}, {}));
         m_store->view(u"2025-03-05"_qs);
         QTest::qWait(settleMs);
         for (const QString &kind : {u"todo"_qs, u"doing"_qs, u"done"_qs})
@@ -518,7 +505,7 @@ private slots:
     // Up from an add field selects the lane's last card; the arrows, Space and Return work it.
     void keyboardOnTheCards()
     {
-        start(board({u"A"_qs, u"B"_qs}, {}, {u"D"_qs}));
+        start(boardText({u"A"_qs, u"B"_qs}, {}, {u"D"_qs}));
         click(input(u"todo"_qs));
         key(Qt::Key_Up);
         QVERIFY(!input(u"todo"_qs)->hasActiveFocus());
@@ -548,7 +535,7 @@ private slots:
 
     void controlsHaveAccessibleNames()
     {
-        start(board({u"Write"_qs}, {}, {}));
+        start(boardText({u"Write"_qs}, {}, {}));
         QList<QQuickItem *> items;
         collect(root(), items);
         int named = 0;
