@@ -466,6 +466,32 @@ private slots:
         QVERIFY(file().contains("## To do\n\n- [ ] C\n- [ ] B\n"));
     }
 
+    // A drag over a card shows the bar above it and lights up its lane; leaving undoes both.
+    void dragOverShowsWhereItLands()
+    {
+        start(boardText({u"A"_qs, u"B"_qs}, {}, {}));
+        QQuickItem *todo = lane(u"todo"_qs);
+        QQuickItem *bar = in(card(u"B"_qs), u"dropIndicator"_qs);
+        QVERIFY(!bar->isVisible());
+        QVERIFY(!todo->property("targeted").toBool());
+
+        QMimeData data;
+        data.setText(idOf(u"A"_qs));
+        const QPoint over = centre(card(u"B"_qs));
+        QDragEnterEvent enter(over, Qt::MoveAction, &data, Qt::LeftButton, {});
+        QCoreApplication::sendEvent(m_view.get(), &enter);
+        QDragMoveEvent move(over, Qt::MoveAction, &data, Qt::LeftButton, {});
+        QCoreApplication::sendEvent(m_view.get(), &move);
+        QVERIFY(bar->isVisible());
+        QVERIFY(todo->property("targeted").toBool());
+        QVERIFY(!lane(u"doing"_qs)->property("targeted").toBool());
+
+        QDragLeaveEvent leave;
+        QCoreApplication::sendEvent(m_view.get(), &leave);
+        QVERIFY(!bar->isVisible());
+        QVERIFY(!todo->property("targeted").toBool());
+    }
+
     void pastDayIsReadOnly()
     {
         Scratch::write(pastDay(), boardText({u"Old task"_qs}, {}, {u"Old done"_qs}));
