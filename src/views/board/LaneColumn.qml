@@ -54,9 +54,13 @@ Rectangle {
 
     Column {
         id: stack
+
+        // Between the header, the cards, the placeholder and the add field; spelled out below,
+        // since the list stays in the column even while it has no rows.
+        readonly property real gap: 8
+
         anchors.fill: parent
         anchors.margins: 10
-        spacing: 8
 
         Row {
             id: header
@@ -107,13 +111,17 @@ Rectangle {
             }
         }
 
+        Item {
+            width: 1
+            height: stack.gap
+        }
+
         ListView {
             id: list
             objectName: "cards"
 
-            readonly property real room: stack.height - header.height - stack.spacing
-                                          - (addField.visible ? addField.height + stack.spacing
-                                                              : 0)
+            readonly property real room: stack.height - header.height - stack.gap
+                                          - (addField.visible ? addField.height + stack.gap : 0)
 
             width: parent.width
             height: Math.max(0, Math.min(contentHeight, room))
@@ -205,7 +213,13 @@ Rectangle {
             }
         }
 
+        Item {
+            width: 1
+            height: list.count > 0 && addField.visible ? stack.gap : 0
+        }
+
         Text {
+            id: placeholder
             objectName: "placeholder"
             width: parent.width
             height: Math.max(34, implicitHeight)
@@ -215,6 +229,11 @@ Rectangle {
             font.pixelSize: 11
             horizontalAlignment: Text.AlignHCenter
             verticalAlignment: Text.AlignVCenter
+        }
+
+        Item {
+            width: 1
+            height: placeholder.visible && addField.visible ? stack.gap : 0
         }
 
         AddCardField {
