@@ -25,6 +25,8 @@ constexpr QPoint InNotch{960, 12};
 // Near the card's bottom edge: the first place a closing card lets the background through.
 constexpr QPoint NearBottomEdge{960, 370};
 constexpr QPoint FarAway{960, 900};
+// The middle of the To do lane's "Add a task" field on an empty board, on a 1920 wide screen.
+constexpr QPoint ToDoAddField{718, 141};
 constexpr int NotchLeft = 865;
 constexpr int NotchRight = 1055;
 constexpr int WingsLeft = 801;
@@ -347,19 +349,21 @@ private slots:
         if (pinned) {
             CHECKED(openPinned());
         } else {
+            // Typing in the To do lane's add field keeps a hovered panel open after the pointer
+            // leaves, so that only the click can close it.
             CHECKED(openByHovering());
-            CHECKED(movePointer({960, 200}));
+            CHECKED(movePointer(ToDoAddField));
+            CHECKED(run({u"click"_qs, u"1"_qs}));
         }
+        // Leaving alone does not close it.
+        CHECKED(movePointer({100, 900}));
+        QTest::qWait(800);
+        VERIFY_SCREEN(!isBackground(at(NearBottomEdge)),
+                      u"the panel closed without a click"_qs);
 
-        QElapsedTimer sinceClick;
-        sinceClick.start();
-        CHECKED(run({u"mousemove"_qs, u"100"_qs, u"900"_qs, u"click"_qs, u"1"_qs}));
-        // At once: the card starts shrinking well before leaving alone would close it (0.35 s).
+        CHECKED(run({u"click"_qs, u"1"_qs}));
         VERIFY_SCREEN(waitFor([this] { return isBackground(at(NearBottomEdge)); }, 5000),
                       u"a click outside did not close the panel"_qs);
-        const qint64 elapsed = sinceClick.elapsed();
-        VERIFY_SCREEN(elapsed < 300,
-                      u"the panel took %1 ms to start closing after the click"_qs.arg(elapsed));
         VERIFY_SCREEN(waitFor([this] { return isClosed(); }), u"the panel did not close"_qs);
     }
 
