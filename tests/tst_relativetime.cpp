@@ -40,6 +40,12 @@ private slots:
         QTEST(RelativeTime::describe(moment, now, QLocale(locale)), "expected");
     }
 
+    void cLocaleReadsEnglish()
+    {
+        const QDateTime now(QDate(2025, 3, 14), QTime(15, 0));
+        QCOMPARE(RelativeTime::describe(now.addSecs(-3600), now, QLocale::c()), u"1 hour ago"_qs);
+    }
+
     void invalidMomentSaysNothing()
     {
         QCOMPARE(RelativeTime::describe(QDateTime(), QDateTime::currentDateTime()), QString());

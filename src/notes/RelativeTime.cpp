@@ -53,7 +53,9 @@ QString RelativeTime::describe(const QDateTime &moment, const QDateTime &now, co
         return {};
     const Offset offset = offsetBetween(moment, now);
     UErrorCode status = U_ZERO_ERROR;
-    const icu::Locale icuLocale(locale.name().toLatin1().constData());
+    // The C locale has no words of its own; English stands in, as for the rest of the panel.
+    const QString name = locale.language() == QLocale::C ? u"en_US"_qs : locale.name();
+    const icu::Locale icuLocale(name.toLatin1().constData());
     icu::RelativeDateTimeFormatter formatter(icuLocale, nullptr, UDAT_STYLE_LONG,
                                              UDISPCTX_CAPITALIZATION_NONE, status);
     if (U_FAILURE(status))

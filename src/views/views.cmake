@@ -34,6 +34,7 @@ qt_target_qml_sources(tallowfern_core QML_FILES
 )
 
 include(views/board/board.cmake)
+include(views/notes/notes.cmake)
 include(views/calendar/calendar.cmake)
 
 # Icons come from the npm package and are compiled in, only those the views name. The regular
@@ -53,6 +54,8 @@ set(TALLOWFERN_ICONS
     check-bold
     arrow-right-bold
     plus-bold
+    magnifying-glass
+    file-text
 )
 set(icon_dir ${PROJECT_SOURCE_DIR}/assets/node_modules/@phosphor-icons/core/assets)
 if(NOT EXISTS ${icon_dir})

@@ -13,7 +13,7 @@ Item {
     // "../board/BoardView.qml"), given `store` and `model` as required properties. A tab whose
     // view is empty shows nothing.
     readonly property string boardView: "../board/BoardView.qml"
-    readonly property string notesView: ""
+    readonly property string notesView: "../notes/NotesView.qml"
     readonly property string settingsView: ""
     // The calendar dropdown, the same way.
     readonly property string calendarView: "../calendar/CalendarDropdown.qml"

@@ -1,0 +1,228 @@
+#include "IconProvider.h"
+#include "notch/NotchModel.h"
+#include "store/BoardStore.h"
+#include "support/StoreFixture.h"
+
+#include <QQmlEngine>
+#include <QQuickItem>
+#include <QQuickView>
+#include <QSignalSpy>
+#include <QTest>
+#include <QtQml/qqmlextensionplugin.h>
+
+#include <memory>
+
+Q_IMPORT_QML_PLUGIN(TallowfernPlugin)
+
+namespace {
+
+QQuickItem *findItem(QQuickItem *from, const QString &name)
+{
+    if (!from)
+        return nullptr;
+    const QList<QQuickItem *> children = from->childItems();
+    for (QQuickItem *child : children) {
+        if (child->objectName() == name)
+            return child;
+        if (QQuickItem *found = findItem(child, name))
+            return found;
+    }
+    return nullptr;
+}
+
+} // namespace
+
+// The Notes tab in a real window over a store on a scratch vault.
+class TestNotesView : public QObject {
+    Q_OBJECT
+
+    std::unique_ptr<Scratch> m_scratch;
+    FakeClock m_clock;
+    RecordingLauncher m_launcher;
+    std::unique_ptr<BoardStore> m_store;
+    std::unique_ptr<NotchModel> m_model;
+    std::unique_ptr<QQuickView> m_view;
+
+    QString notePath() const { return m_scratch->notes() + u"/2025-03-07.md"_qs; }
+
+    void start()
+    {
+        m_store = std::make_unique<BoardStore>(&m_clock, &m_launcher);
+        m_model = std::make_unique<NotchModel>();
+        m_view = std::make_unique<QQuickView>();
+        m_view->engine()->addImportPath(u"qrc:/qt/qml"_qs);
+        IconProvider::install(m_view->engine());
+        m_view->setColor(Qt::black);
+        m_view->setResizeMode(QQuickView::SizeRootObjectToView);
+        m_view->setInitialProperties({{u"model"_qs, QVariant::fromValue(m_model.get())},
+                                      {u"store"_qs, QVariant::fromValue(m_store.get())}});
+        m_view->setSource(QUrl(u"qrc:/qt/qml/Tallowfern/views/notes/NotesView.qml"_qs));
+        QVERIFY2(m_view->status() == QQuickView::Ready,
+                 qPrintable(m_view->errors().isEmpty() ? QString()
+                                                       : m_view->errors().first().toString()));
+        m_view->resize(760, 300);
+        m_view->show();
+        QVERIFY(QTest::qWaitForWindowExposed(m_view.get()));
+        m_view->requestActivate();
+        // The list fills once the vault has been walked.
+        QTRY_VERIFY(!list()->property("loading").toBool());
+    }
+
+    [[nodiscard]] QQuickItem *item(const QString &name) const
+    {
+        return findItem(m_view->rootObject(), name);
+    }
+    [[nodiscard]] QObject *list() const
+    {
+        return m_view->rootObject()->property("notes").value<QObject *>();
+    }
+    [[nodiscard]] QQuickItem *editor() const { return item(u"noteEditor"_qs); }
+    [[nodiscard]] static bool shown(const QQuickItem *target)
+    {
+        for (const QQuickItem *i = target; i; i = i->parentItem()) {
+            if (!i->isVisible() || i->opacity() <= 0)
+                return false;
+        }
+        return target != nullptr;
+    }
+    void click(QQuickItem *target)
+    {
+        QVERIFY(target);
+        QTest::mouseClick(
+            m_view.get(), Qt::LeftButton, {},
+            target->mapToScene(QPointF(target->width() / 2, target->height() / 2)).toPoint());
+    }
+    void type(const QString &typed)
+    {
+        for (const QChar c : typed) {
+            const auto key = c == u'-'   ? Qt::Key_Minus
+                             : c == u' ' ? Qt::Key_Space
+                                         : Qt::Key(c.toUpper().unicode());
+            QTest::sendKeyEvent(QTest::Click, m_view.get(), key, QString(c), {});
+        }
+    }
+    void key(Qt::Key key) { QTest::keyClick(m_view.get(), key); }
+
+private slots:
+    void initTestCase() { useTimeZone("Europe/Berlin"); }
+
+    void init()
+    {
+        m_scratch = std::make_unique<Scratch>();
+        m_clock.set(2025, 3, 7);
+        m_launcher.opened.clear();
+        Scratch::write(m_scratch->vault() + u"/Inbox.md"_qs, "x\n");
+        Scratch::write(m_scratch->vault() + u"/Projects/Garden plan.md"_qs, "x\n");
+        Scratch::write(m_scratch->vault() + u"/Projects/Kitchen.md"_qs, "x\n");
+    }
+
+    void cleanup()
+    {
+        m_view.reset();
+        m_model.reset();
+        m_store.reset();
+    }
+
+    void placeholderFollowsTheText()
+    {
+        start();
+        QQuickItem *placeholder = item(u"notePlaceholder"_qs);
+        QVERIFY(shown(placeholder));
+        QCOMPARE(placeholder->property("text").toString(),
+                 u"Jot something down. Start a line with “- ” for bullets."_qs);
+        click(editor());
+        type(u"x"_qs);
+        QVERIFY(!shown(placeholder));
+        key(Qt::Key_Backspace);
+        QVERIFY(shown(placeholder));
+    }
+
+    // Typed bullets are saved as Markdown half a second after the last key.
+    void typingSavesMarkdown()
+    {
+        start();
+        click(editor());
+        type(u"- a"_qs);
+        key(Qt::Key_Return);
+        key(Qt::Key_Tab);
+        type(u"b"_qs);
+        QCOMPARE(editor()->property("text").toString(), u"• a\n  • b"_qs);
+        QVERIFY(!QFile::exists(notePath()));
+        QTRY_COMPARE_WITH_TIMEOUT(Scratch::read(notePath()), QByteArray("- a\n  - b\n"), 2000);
+        QVERIFY(item(u"savedLabel"_qs)->property("text").toString().startsWith(u"Saved "));
+    }
+
+    // Leaving the tab writes a pending save at once.
+    void leavingFlushes()
+    {
+        start();
+        click(editor());
+        type(u"quick"_qs);
+        m_view.reset();
+        QCOMPARE(Scratch::read(notePath()), QByteArray("quick\n"));
+    }
+
+    void noteIsLoadedWithBullets()
+    {
+        Scratch::write(notePath(), "- milk\n  * eggs\n");
+        start();
+        QCOMPARE(editor()->property("text").toString(), u"• milk\n  • eggs\n"_qs);
+        QVERIFY(!shown(item(u"notePlaceholder"_qs)));
+    }
+
+    void searchNarrowsTheList()
+    {
+        start();
+        QCOMPARE(item(u"listHeader"_qs)->property("text").toString(), u"Recent"_qs);
+        QCOMPARE(list()->property("count").toInt(), 3);
+        click(item(u"search"_qs));
+        type(u"proj"_qs);
+        QCOMPARE(item(u"listHeader"_qs)->property("text").toString(), u"2 matches"_qs);
+        type(u"ects/k"_qs);
+        QCOMPARE(item(u"listHeader"_qs)->property("text").toString(), u"1 matches"_qs);
+        key(Qt::Key_Return);
+        QCOMPARE(m_launcher.opened.size(), 1);
+        QVERIFY(m_launcher.opened.first().contains("file=Projects/Kitchen"));
+    }
+
+    void rowsOpenAndShowTheirFolder()
+    {
+        start();
+        QQuickItem *inbox = item(u"note-Inbox"_qs);
+        QQuickItem *garden = item(u"note-Projects/Garden plan"_qs);
+        QVERIFY(inbox && garden);
+        QVERIFY(!shown(findItem(inbox, u"folder"_qs)));
+        QVERIFY(shown(findItem(garden, u"folder"_qs)));
+        QCOMPARE(findItem(garden, u"folder"_qs)->property("text").toString(), u"Projects"_qs);
+        QVERIFY(!findItem(inbox, u"modified"_qs)->property("text").toString().isEmpty());
+        click(garden);
+        QCOMPARE(m_launcher.opened.size(), 1);
+        QVERIFY(m_launcher.opened.first().contains("file=Projects/Garden%20plan"));
+    }
+
+    // Either field keeps the panel open while it has the keyboard.
+    void editingWhileEitherFieldHasFocus()
+    {
+        start();
+        QVERIFY(!m_model->isEditing());
+        click(editor());
+        QVERIFY(m_model->isEditing());
+        click(item(u"search"_qs));
+        QVERIFY(m_model->isEditing());
+        item(u"search"_qs)->setFocus(false);
+        QVERIFY(!m_model->isEditing());
+    }
+
+    void openButtonOpensTodaysNote()
+    {
+        start();
+        QQuickItem *button = item(u"openNote"_qs);
+        QCOMPARE(button->property("toolTip").toString(), u"Open 2025-03-07.md in Obsidian"_qs);
+        click(button);
+        QCOMPARE(m_launcher.opened.size(), 1);
+        QVERIFY(m_launcher.opened.first().contains("file=01%20Journal/Quick%20Notes/2025-03-07"));
+    }
+};
+
+QTEST_MAIN(TestNotesView)
+#include "tst_notesview.moc"
