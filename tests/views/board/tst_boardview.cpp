@@ -559,6 +559,39 @@ private slots:
         QVERIFY(input(u"done"_qs)->hasActiveFocus());
     }
 
+    // Select all, copy, cut, paste, undo and redo work in the add field and the edit field.
+    void standardEditingKeys()
+    {
+        start(boardText({u"Card"_qs}, {}, {}));
+        QQuickItem *field = input(u"todo"_qs);
+        click(field);
+        type(u"abc"_qs);
+        QTest::keyClick(m_view.get(), Qt::Key_A, Qt::ControlModifier);
+        QTest::keyClick(m_view.get(), Qt::Key_C, Qt::ControlModifier);
+        key(Qt::Key_End);
+        QTest::keyClick(m_view.get(), Qt::Key_V, Qt::ControlModifier);
+        QCOMPARE(field->property("text").toString(), u"abcabc"_qs);
+        QTest::keyClick(m_view.get(), Qt::Key_Z, Qt::ControlModifier);
+        QCOMPARE(field->property("text").toString(), u"abc"_qs);
+        QTest::keyClick(m_view.get(), Qt::Key_Z, Qt::ControlModifier | Qt::ShiftModifier);
+        QCOMPARE(field->property("text").toString(), u"abcabc"_qs);
+        QTest::keyClick(m_view.get(), Qt::Key_A, Qt::ControlModifier);
+        QTest::keyClick(m_view.get(), Qt::Key_X, Qt::ControlModifier);
+        QCOMPARE(field->property("text").toString(), QString());
+
+        QTest::mouseDClick(m_view.get(), Qt::LeftButton, {},
+                           centre(in(card(u"Card"_qs), u"text"_qs)));
+        QTRY_VERIFY(editing(u"Card"_qs));
+        QQuickItem *edit = in(card(u"Card"_qs), u"editField"_qs);
+        QTest::keyClick(m_view.get(), Qt::Key_A, Qt::ControlModifier);
+        QTest::keyClick(m_view.get(), Qt::Key_V, Qt::ControlModifier);
+        QCOMPARE(edit->property("text").toString(), u"abcabc"_qs);
+        QTest::keyClick(m_view.get(), Qt::Key_Z, Qt::ControlModifier);
+        QCOMPARE(edit->property("text").toString(), u"Card"_qs);
+        key(Qt::Key_Return);
+        QVERIFY(file().contains("- [ ] Card\n"));
+    }
+
     void controlsHaveAccessibleNames()
     {
         start(boardText({u"Write"_qs}, {}, {}));
