@@ -57,6 +57,8 @@ Flickable {
         }
 
         width: editor.width
+        // As tall as the box at least, so that a click below the last line lands in the text.
+        height: Math.max(implicitHeight, editor.height)
         wrapMode: TextEdit.Wrap
         textFormat: TextEdit.PlainText
         color: Qt.rgba(1, 1, 1, 0.92)

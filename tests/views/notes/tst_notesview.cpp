@@ -137,6 +137,19 @@ private slots:
         QVERIFY(shown(placeholder));
     }
 
+    // A click anywhere in the note's box, even well below its text, puts the caret in the note.
+    void clickBelowTheTextFocusesTheNote()
+    {
+        start();
+        QQuickItem *box = editor()->parentItem()->parentItem();
+        const QPoint nearBottom =
+            box->mapToScene(QPointF(box->width() / 2, box->height() - 12)).toPoint();
+        QTest::mouseClick(m_view.get(), Qt::LeftButton, {}, nearBottom);
+        QVERIFY(editor()->hasActiveFocus());
+        type(u"x"_qs);
+        QCOMPARE(editor()->property("text").toString(), u"x"_qs);
+    }
+
     // Typed bullets are saved as Markdown half a second after the last key.
     void typingSavesMarkdown()
     {
