@@ -10,6 +10,7 @@
 #include "store/BoardStore.h"
 #include "views/IconProvider.h"
 #include "views/board/CardPreviewProvider.h"
+#include "views/settings/SystemDesktopServices.h"
 
 #include <QQmlEngine>
 
@@ -25,6 +26,8 @@ AppDelegate::AppDelegate(QObject *parent)
     m_controller = new NotchController(m_store, m_engine, NotchController::defaultRootView(), this);
 
     m_revealer = new FileRevealer(m_launcher.get(), this);
+    // The Settings tab's folder dialogs and file manager; gone with the delegate.
+    DesktopServices::setCurrent(new SystemDesktopServices(m_revealer, this));
     m_tray = new TrayIcon(m_store, m_controller->behavior(), m_revealer, this);
 
     if (m_store->isFirstRun()) {

@@ -91,6 +91,11 @@ QColor PanelTheme::toolTip()
     return QColor::fromRgbF(0.16f, 0.16f, 0.16f);
 }
 
+QColor PanelTheme::warning()
+{
+    return QColor::fromRgbF(1.0f, 0.56f, 0.47f);
+}
+
 int PanelTheme::openDuration()
 {
     return milliseconds(Theme::open);

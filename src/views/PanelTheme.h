@@ -23,6 +23,7 @@ class PanelTheme : public QObject {
     Q_PROPERTY(QColor ringTrack READ ringTrack CONSTANT)
     Q_PROPERTY(QColor badgeSymbol READ badgeSymbol CONSTANT)
     Q_PROPERTY(QColor toolTip READ toolTip CONSTANT)
+    Q_PROPERTY(QColor warning READ warning CONSTANT)
 
     Q_PROPERTY(int openDuration READ openDuration CONSTANT)
     Q_PROPERTY(QEasingCurve openEasing READ openEasing CONSTANT)
@@ -56,6 +57,8 @@ public:
     [[nodiscard]] static QColor badgeSymbol();
     // Behind tooltips: opaque, a little lighter than the panel.
     [[nodiscard]] static QColor toolTip();
+    // Text that reports something refused or failed, readable on the panel.
+    [[nodiscard]] static QColor warning();
 
     // Milliseconds.
     [[nodiscard]] static int openDuration();

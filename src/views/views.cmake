@@ -36,6 +36,7 @@ qt_target_qml_sources(tallowfern_core QML_FILES
 include(views/board/board.cmake)
 include(views/notes/notes.cmake)
 include(views/calendar/calendar.cmake)
+include(views/settings/settings.cmake)
 
 # Icons come from the npm package and are compiled in, only those the views name. The regular
 # variant of "<name>" is assets/regular/<name>.svg, the filled one assets/fill/<name>-fill.svg,
@@ -56,6 +57,8 @@ set(TALLOWFERN_ICONS
     plus-bold
     magnifying-glass
     file-text
+    folder
+    arrow-counter-clockwise
 )
 set(icon_dir ${PROJECT_SOURCE_DIR}/assets/node_modules/@phosphor-icons/core/assets)
 if(NOT EXISTS ${icon_dir})

@@ -14,7 +14,7 @@ Item {
     // view is empty shows nothing.
     readonly property string boardView: "../board/BoardView.qml"
     readonly property string notesView: "../notes/NotesView.qml"
-    readonly property string settingsView: ""
+    readonly property string settingsView: "../settings/SettingsView.qml"
     // The calendar dropdown, the same way.
     readonly property string calendarView: "../calendar/CalendarDropdown.qml"
 

@@ -1,0 +1,224 @@
+#include "SettingsController.h"
+
+#include "DesktopServices.h"
+#include "FolderField.h"
+#include "SettingsState.h"
+#include "notch/Shortcut.h"
+#include "platform/LaunchAtLogin.h"
+#include "store/BoardStore.h"
+
+#include <QCoreApplication>
+#include <QDir>
+
+SettingsController::SettingsController(QObject *parent)
+    : QObject(parent), m_boardsField(new FolderField(
+                           [this](const QString &folder) {
+                               if (m_store)
+                                   m_store->setBoardsFolder(folder);
+                           },
+                           this)),
+      m_notesField(new FolderField(
+          [this](const QString &folder) {
+              if (m_store)
+                  m_store->setNotesFolder(folder);
+          },
+          this))
+{
+    readLaunchAtLogin();
+}
+
+// The fields go first: they may still hand the keyboard back to the model.
+SettingsController::~SettingsController()
+{
+    delete m_boardsField;
+    delete m_notesField;
+}
+
+void SettingsController::setStore(BoardStore *store)
+{
+    if (m_store == store)
+        return;
+    if (m_store) {
+        disconnect(m_store, nullptr, this, nullptr);
+        if (SettingsState *old = state())
+            disconnect(old, nullptr, this, nullptr);
+    }
+    m_store = store;
+    if (m_store) {
+        connect(m_store, &BoardStore::vaultPathChanged, this,
+                &SettingsController::vaultTextChanged);
+        connect(m_store, &BoardStore::boardsFolderChanged, this,
+                [this] { m_boardsField->setValue(m_store->boardsFolder()); });
+        connect(m_store, &BoardStore::notesFolderChanged, this,
+                [this] { m_notesField->setValue(m_store->notesFolder()); });
+        connect(m_store, &BoardStore::openShortcutChanged, this,
+                &SettingsController::shortcutsChanged);
+        connect(m_store, &BoardStore::switchTabShortcutChanged, this,
+                &SettingsController::shortcutsChanged);
+        connect(state(), &SettingsState::messageChanged, this, &SettingsController::messageChanged);
+        m_boardsField->setValue(m_store->boardsFolder());
+        m_notesField->setValue(m_store->notesFolder());
+    } else {
+        m_boardsField->setValue({});
+        m_notesField->setValue({});
+    }
+    emit storeChanged();
+    emit vaultTextChanged();
+    emit shortcutsChanged();
+    emit messageChanged();
+}
+
+void SettingsController::setModel(NotchModel *model)
+{
+    if (m_model == model)
+        return;
+    if (m_model)
+        disconnect(m_model, nullptr, this, nullptr);
+    m_model = model;
+    if (m_model)
+        connect(m_model, &NotchModel::recordingChanged, this,
+                &SettingsController::recordingChanged);
+    m_boardsField->setModel(model);
+    m_notesField->setModel(model);
+    emit modelChanged();
+    emit recordingChanged();
+}
+
+SettingsState *SettingsController::state() const
+{
+    return SettingsState::of(m_store);
+}
+
+QString SettingsController::message() const
+{
+    const SettingsState *current = state();
+    return current ? current->message() : QString();
+}
+
+void SettingsController::setWelcome(bool welcome)
+{
+    if (m_welcome == welcome)
+        return;
+    m_welcome = welcome;
+    emit welcomeChanged();
+}
+
+void SettingsController::appeared()
+{
+    setWelcome(m_store && m_store->isFirstRun() && message().isEmpty());
+    readLaunchAtLogin();
+}
+
+QString SettingsController::vaultText() const
+{
+    return m_store ? abbreviatedPath(m_store->vaultPath(), QDir::homePath()) : QString();
+}
+
+QString SettingsController::abbreviatedPath(const QString &path, const QString &home)
+{
+    const QString root = QDir::cleanPath(home);
+    // A home at the root of the file system would turn every path into one under "~".
+    if (root.isEmpty() || root == u"/")
+        return path;
+    if (path == root)
+        return QStringLiteral("~");
+    if (path.startsWith(root) && path.at(root.size()) == u'/')
+        return u'~' + path.sliced(root.size());
+    return path;
+}
+
+void SettingsController::chooseVault()
+{
+    if (SettingsState *current = state())
+        current->choose(SettingsState::Location::Vault, m_model);
+}
+
+void SettingsController::chooseBoardsFolder()
+{
+    if (SettingsState *current = state())
+        current->choose(SettingsState::Location::Boards, m_model);
+}
+
+void SettingsController::chooseNotesFolder()
+{
+    if (SettingsState *current = state())
+        current->choose(SettingsState::Location::Notes, m_model);
+}
+
+void SettingsController::revealVault() const
+{
+    if (DesktopServices *desktop = DesktopServices::current(); desktop && m_store)
+        desktop->reveal(m_store->vaultDir());
+}
+
+void SettingsController::revealBoardsFolder() const
+{
+    if (DesktopServices *desktop = DesktopServices::current(); desktop && m_store)
+        desktop->reveal(m_store->boardsDir());
+}
+
+void SettingsController::revealNotesFolder() const
+{
+    if (DesktopServices *desktop = DesktopServices::current(); desktop && m_store)
+        desktop->reveal(m_store->notesDir());
+}
+
+void SettingsController::readLaunchAtLogin()
+{
+    const bool on = LaunchAtLogin::isEnabled();
+    if (m_launchAtLogin == on)
+        return;
+    m_launchAtLogin = on;
+    emit launchAtLoginChanged();
+}
+
+void SettingsController::setLaunchAtLogin(bool on)
+{
+    const std::optional<QString> error =
+        LaunchAtLogin::setEnabled(on, QCoreApplication::applicationFilePath());
+    if (error) {
+        if (SettingsState *current = state())
+            current->setMessage(u"Launch at login: "_qs + *error);
+    }
+    readLaunchAtLogin();
+}
+
+QString SettingsController::openShortcutLabel() const
+{
+    return m_store ? m_store->openShortcut().label() : QString();
+}
+
+QString SettingsController::switchTabShortcutLabel() const
+{
+    return m_store ? m_store->switchTabShortcut().label() : QString();
+}
+
+bool SettingsController::recordingOpen() const
+{
+    return m_model && m_model->recording() == NotchModel::ShortcutTarget::Open;
+}
+
+bool SettingsController::recordingSwitchTab() const
+{
+    return m_model && m_model->recording() == NotchModel::ShortcutTarget::SwitchTab;
+}
+
+void SettingsController::toggleRecording(NotchModel::ShortcutTarget target)
+{
+    if (!m_model)
+        return;
+    if (m_model->recording() == target)
+        m_model->setRecording(std::nullopt);
+    else
+        m_model->setRecording(target);
+}
+
+void SettingsController::resetShortcut(NotchModel::ShortcutTarget target)
+{
+    if (!m_store)
+        return;
+    if (target == NotchModel::ShortcutTarget::Open)
+        m_store->setOpenShortcut(Shortcut::defaultOpen());
+    else
+        m_store->setSwitchTabShortcut(Shortcut::defaultSwitchTab());
+}

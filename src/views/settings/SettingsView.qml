@@ -1,0 +1,171 @@
+import QtQuick
+import Tallowfern
+
+// The Settings tab: where the vault and the day folders are, and how the panel behaves. Every
+// value lives in the store or the model; SettingsController does what goes beyond binding.
+FocusScope {
+    id: view
+
+    required property BoardStore store
+    required property NotchModel model
+
+    readonly property SettingsController settings: controller
+
+    Accessible.role: Accessible.Pane
+    Accessible.name: "Settings"
+
+    SettingsController {
+        id: controller
+        store: view.store
+        model: view.model
+    }
+
+    Component.onCompleted: controller.appeared()
+
+    // A click beside the fields takes the keyboard from them, which applies what was typed. The
+    // view itself would hand it straight back to the field, as a focus scope does.
+    MouseArea {
+        id: focusSink
+        anchors.fill: parent
+        onPressed: focusSink.forceActiveFocus()
+    }
+
+    Flickable {
+        id: flick
+        objectName: "flick"
+        anchors.fill: parent
+        contentWidth: width
+        contentHeight: page.implicitHeight
+        interactive: contentHeight > height
+        boundsBehavior: Flickable.StopAtBounds
+        clip: true
+
+        Column {
+            id: page
+            width: flick.width
+            spacing: 8
+
+            Text {
+                objectName: "welcome"
+                width: page.width
+                leftPadding: 4
+                visible: controller.welcome
+                text: "Welcome! Check the vault, then hover the notch any time."
+                color: Theme.accent
+                font.pixelSize: 12
+                font.weight: Font.Medium
+                elide: Text.ElideRight
+
+                Accessible.role: Accessible.StaticText
+                Accessible.name: text
+            }
+
+            Row {
+                id: cards
+                width: page.width
+                spacing: 12
+
+                SettingsCard {
+                    objectName: "locations"
+                    width: (cards.width - cards.spacing) / 2
+                    title: "Locations"
+
+                    PathRow {
+                        objectName: "vaultRow"
+                        title: "Obsidian vault"
+                        detail: "Notes search and quick notes use this vault"
+                        value: controller.vaultText
+                        onChoose: controller.chooseVault()
+                        onReveal: controller.revealVault()
+                    }
+                    RowDivider {}
+                    EditablePathRow {
+                        objectName: "boardsRow"
+                        title: "Kanban boards folder"
+                        detail: "One file per day (YYYY-MM-DD.md)"
+                        field: controller.boardsField
+                        onChoose: controller.chooseBoardsFolder()
+                        onReveal: controller.revealBoardsFolder()
+                    }
+                    RowDivider {}
+                    EditablePathRow {
+                        objectName: "notesRow"
+                        title: "Quick notes folder"
+                        detail: "Autosaved, one file per day"
+                        field: controller.notesField
+                        onChoose: controller.chooseNotesFolder()
+                        onReveal: controller.revealNotesFolder()
+                    }
+                }
+
+                SettingsCard {
+                    objectName: "behaviour"
+                    width: (cards.width - cards.spacing) / 2
+                    title: "Behaviour"
+
+                    ShortcutRow {
+                        objectName: "openShortcutRow"
+                        title: "Open Tallowfern"
+                        label: controller.openShortcutLabel
+                        recording: controller.recordingOpen
+                        onToggle: controller.toggleRecording(NotchModel.Open)
+                        onReset: controller.resetShortcut(NotchModel.Open)
+                    }
+                    RowDivider {}
+                    ShortcutRow {
+                        objectName: "switchTabShortcutRow"
+                        title: "Switch Board ↔ Notes"
+                        label: controller.switchTabShortcutLabel
+                        recording: controller.recordingSwitchTab
+                        onToggle: controller.toggleRecording(NotchModel.SwitchTab)
+                        onReset: controller.resetShortcut(NotchModel.SwitchTab)
+                    }
+                    RowDivider {}
+                    ToggleRow {
+                        objectName: "carryOverRow"
+                        title: "Carry over unfinished tasks"
+                        detail: "Copy To do and Doing into each new day's board"
+                        isOn: view.store.carryOver
+                        onToggled: view.store.carryOver = !view.store.carryOver
+                    }
+                    RowDivider {}
+                    ToggleRow {
+                        objectName: "morningBannerRow"
+                        title: "Morning banner"
+                        detail: "Open the notch when a new day's board is created"
+                        isOn: view.store.morningBanner
+                        onToggled: view.store.morningBanner = !view.store.morningBanner
+                    }
+                    RowDivider {}
+                    ToggleRow {
+                        objectName: "launchAtLoginRow"
+                        title: "Launch at login"
+                        isOn: controller.launchAtLogin
+                        onToggled: controller.setLaunchAtLogin(!controller.launchAtLogin)
+                    }
+                    RowDivider {}
+                    ToggleRow {
+                        objectName: "swipeRow"
+                        title: "Two-finger swipe switches tabs"
+                        isOn: view.store.swipeToSwitch
+                        onToggled: view.store.swipeToSwitch = !view.store.swipeToSwitch
+                    }
+                }
+            }
+
+            Text {
+                objectName: "message"
+                width: page.width
+                leftPadding: 4
+                visible: controller.message !== ""
+                text: controller.message
+                color: Theme.warning
+                font.pixelSize: 11
+                elide: Text.ElideRight
+
+                Accessible.role: Accessible.AlertMessage
+                Accessible.name: text
+            }
+        }
+    }
+}
