@@ -1,0 +1,549 @@
+#include "Checks.h"
+#include "TallowfernProcess.h"
+#include "XServer.h"
+
+#include <QDate>
+#include <QDir>
+#include <QElapsedTimer>
+#include <QFile>
+#include <QProcess>
+#include <QStandardPaths>
+#include <QTest>
+
+#include <cstring>
+#include <memory>
+#include <optional>
+
+// The Settings tab of the real binary on a private X server under openbox: a new open shortcut
+// recorded with xdotool, and a boards folder typed in; the outcome checked by pressing the keys,
+// on disk and after a restart. Rows are found by tesseract's reading of a screenshot.
+namespace {
+
+// The open panel's layout inside its window: the open shape is 780 wide, centred in the 860 wide
+// window, and its content sits 32 in from the shape's sides.
+constexpr int ContentLeft = (860 - 780) / 2 + 32;
+constexpr int ContentWidth = 780 - 64;
+constexpr int HeaderHeight = 40;
+constexpr int TabGap = 10;
+constexpr int TabHeight = 380 - 18 - HeaderHeight - TabGap;
+// The header's trailing buttons are 26 wide with 2 between them: pin last, settings before it.
+constexpr int SettingsButtonFromRight = 26 + 2 + 26 / 2;
+// The two cards side by side, 12 apart; rows sit 12 in from a card's sides.
+constexpr int CardSpacing = 12;
+constexpr int CardWidth = (ContentWidth - CardSpacing) / 2;
+constexpr int RowInset = 12;
+// A shortcut row ends in the 26 wide reset button, 4 after the capsule, which is at least 44
+// wide.
+constexpr int CapsuleFromCardRight = RowInset + 26 + 4 + 44 / 2;
+// A folder row's field is below its title: the title's top is 8 into the row, the field starts
+// 37 into it and is about 23 high.
+constexpr int FieldBelowTitleTop = 37 - 8 + 23 / 2;
+
+constexpr QPoint FarAway{960, 900};
+
+bool isBlack(QRgb colour)
+{
+    return qRed(colour) <= 24 && qGreen(colour) <= 24 && qBlue(colour) <= 24;
+}
+bool isBackground(QRgb colour)
+{
+    return qRed(colour) >= 232 && qGreen(colour) >= 232 && qBlue(colour) >= 232;
+}
+
+QString readFile(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
+}
+
+// Letters and digits only, in lower case: what is left to compare of a word tesseract read.
+QString normalised(const QString &text)
+{
+    QString out;
+    for (QChar c : text) {
+        if (c.isLetterOrNumber())
+            out += c.toLower();
+    }
+    return out;
+}
+
+struct Word {
+    QString text;
+    QRect box; // in root coordinates
+    int line = 0;
+};
+
+// A run of words on one line that reads `phrase`; its box, or nothing.
+std::optional<QRect> findPhrase(const QList<Word> &words, const QString &phrase)
+{
+    QStringList wanted;
+    for (const QString &part : phrase.split(u' ', Qt::SkipEmptyParts))
+        wanted.append(normalised(part));
+    for (qsizetype first = 0; first + wanted.size() <= words.size(); ++first) {
+        QRect box;
+        bool matches = true;
+        for (qsizetype i = 0; i < wanted.size() && matches; ++i) {
+            const Word &word = words.at(first + i);
+            matches = normalised(word.text) == wanted.at(i) && word.line == words.at(first).line;
+            box |= word.box;
+        }
+        if (matches)
+            return box;
+    }
+    return std::nullopt;
+}
+
+QString describe(const QList<Word> &words)
+{
+    QStringList lines;
+    int line = -1;
+    for (const Word &word : words) {
+        if (word.line != line)
+            lines.append(QString());
+        line = word.line;
+        lines.last() += (lines.last().isEmpty() ? QString() : u" "_qs) + word.text;
+    }
+    return u"\""_qs + lines.join(u" | "_qs) + u"\""_qs;
+}
+
+} // namespace
+
+class TestSettingsE2e : public QObject {
+    Q_OBJECT
+
+    std::unique_ptr<XServer> m_x;
+    std::unique_ptr<TallowfernProcess> m_app;
+    // The app started again over the settings that the first run left behind.
+    std::unique_ptr<QProcess> m_again;
+    xcb_window_t m_content = 0;
+    QRect m_window; // the content window, in root coordinates
+
+    // ---- where things are
+
+    [[nodiscard]] QRect tabArea() const
+    {
+        return QRect(m_window.x() + ContentLeft, m_window.y() + HeaderHeight + TabGap, ContentWidth,
+                     TabHeight);
+    }
+    [[nodiscard]] QRect locationsCard() const
+    {
+        const QRect tab = tabArea();
+        return QRect(tab.x(), tab.y(), CardWidth, tab.height());
+    }
+    [[nodiscard]] QRect behaviourCard() const
+    {
+        const QRect tab = tabArea();
+        return QRect(tab.x() + CardWidth + CardSpacing, tab.y(), CardWidth, tab.height());
+    }
+    [[nodiscard]] QPoint settingsButton() const
+    {
+        return QPoint(m_window.x() + ContentLeft + ContentWidth - SettingsButtonFromRight,
+                      m_window.y() + HeaderHeight / 2);
+    }
+
+    [[nodiscard]] QRgb at(QPoint point) const { return m_x->pixel(point.x(), point.y()); }
+    // Inside the open shape's body, away from anything drawn on it, and beside the window.
+    [[nodiscard]] QList<QPoint> openProbes() const
+    {
+        return {m_window.topLeft() + QPoint(ContentLeft - 8, 200),
+                m_window.topLeft() + QPoint(m_window.width() - ContentLeft + 8, 300),
+                m_window.topLeft() + QPoint(-10, 200)};
+    }
+    [[nodiscard]] bool isOpen() const
+    {
+        const QList<QPoint> probes = openProbes();
+        return isBlack(at(probes[0])) && isBlack(at(probes[1])) && isBackground(at(probes[2]));
+    }
+    [[nodiscard]] bool isClosed() const
+    {
+        const QList<QPoint> probes = openProbes();
+        return isBackground(at(probes[0])) && isBackground(at(probes[1]));
+    }
+    // How many pixels of `area` show the accent colour (a recording shortcut's capsule).
+    [[nodiscard]] int accentPixels(const QRect &area) const
+    {
+        const QImage image = m_x->grab(area).convertToFormat(QImage::Format_RGB32);
+        int count = 0;
+        for (int y = 0; y < image.height(); ++y) {
+            const auto *line = reinterpret_cast<const QRgb *>(image.constScanLine(y));
+            for (int x = 0; x < image.width(); ++x) {
+                count += qAbs(qRed(line[x]) - 120) <= 16 && qAbs(qGreen(line[x]) - 214) <= 16 &&
+                                 qAbs(qBlue(line[x]) - 204) <= 16
+                             ? 1
+                             : 0;
+            }
+        }
+        return count;
+    }
+    [[nodiscard]] bool contentHasFocus() const
+    {
+        return m_content != 0 && m_x->isSameOrInside(m_x->inputFocus(), m_content);
+    }
+
+    // ---- files
+
+    // The scratch folder of the app: home, config and vault are in it.
+    [[nodiscard]] QString scratch() const
+    {
+        const QString board = m_app->boardPath(QDate::currentDate());
+        return board.left(board.indexOf(u"/vault/01 Journal/Boards/"_qs));
+    }
+    [[nodiscard]] QString settingsFile() const
+    {
+        return scratch() + u"/config/Tallowfern/Tallowfern.conf"_qs;
+    }
+    // The stored open shortcut's JSON without its quoting: "{keyCode:45,modifiers:524288}".
+    [[nodiscard]] QString storedOpenShortcut() const
+    {
+        const QStringList lines = readFile(settingsFile()).split(u'\n');
+        for (const QString &line : lines) {
+            if (!line.startsWith(u"openShortcut="_qs))
+                continue;
+            QString json = line.mid(line.indexOf(u'{'));
+            json.truncate(json.indexOf(u'}') + 1);
+            json.remove(u'\\');
+            json.remove(u'"');
+            return json;
+        }
+        return {};
+    }
+    [[nodiscard]] QString todayIn(const QString &folder) const
+    {
+        return scratch() + u"/vault/"_qs + folder + u'/' +
+               QDate::currentDate().toString(u"yyyy-MM-dd"_qs) + u".md"_qs;
+    }
+
+    // ---- screen
+
+    static QString outputPath(const QString &name)
+    {
+        return QDir(QStringLiteral(SCREENSHOT_DIR)).filePath(name + u".png"_qs);
+    }
+    QString failure(const QString &what) const
+    {
+        QString name = QString::fromLatin1(QTest::currentTestFunction()) + u"-failed"_qs;
+        const QString path = outputPath(name);
+        m_x->grab().save(path);
+        QString pixels;
+        for (QPoint point : openProbes()) {
+            pixels += u" (%1,%2)=#%3"_qs.arg(point.x()).arg(point.y()).arg(at(point) & 0xffffffu, 6,
+                                                                           16, QLatin1Char('0'));
+        }
+        return what + u"; screen in "_qs + path + u"; window at "_qs +
+               u"%1,%2 %3x%4"_qs.arg(m_window.x())
+                   .arg(m_window.y())
+                   .arg(m_window.width())
+                   .arg(m_window.height()) +
+               u"; pixels"_qs + pixels;
+    }
+
+    // Waits until an area stops changing, save for a blinking text cursor.
+    bool settle(const QRect &area, int timeoutMs = 3000) const
+    {
+        QImage previous = m_x->grab(area);
+        int quiet = 0;
+        return waitFor(
+            [&] {
+                QTest::qWait(60);
+                const QImage current = m_x->grab(area);
+                int changed = 0;
+                for (int y = 0; y < current.height() && changed <= 40; ++y) {
+                    const auto *a = reinterpret_cast<const QRgb *>(current.constScanLine(y));
+                    const auto *b = reinterpret_cast<const QRgb *>(previous.constScanLine(y));
+                    for (int x = 0; x < current.width(); ++x)
+                        changed += a[x] != b[x] ? 1 : 0;
+                }
+                previous = current;
+                quiet = changed <= 40 ? quiet + 1 : 0;
+                return quiet >= 3;
+            },
+            timeoutMs);
+    }
+
+    // What tesseract reads in an area of light text on a dark panel: each word with its box.
+    [[nodiscard]] QList<Word> readWords(const QRect &area) const
+    {
+        constexpr int Scale = 3;
+        constexpr int Margin = 20;
+        QImage image = m_x->grab(area).convertToFormat(QImage::Format_Grayscale8);
+        image.invertPixels();
+        image = image.scaled(image.size() * Scale, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+        QImage page(image.size() + QSize(2 * Margin, 2 * Margin), QImage::Format_Grayscale8);
+        page.fill(Qt::white);
+        for (int y = 0; y < image.height(); ++y) {
+            std::memcpy(page.scanLine(y + Margin) + Margin, image.constScanLine(y),
+                        size_t(image.width()));
+        }
+        const QString path = QDir(m_x->scratch()).filePath(u"words.png"_qs);
+        page.save(path);
+        QProcess tesseract;
+        tesseract.start(u"tesseract"_qs,
+                        {path, u"-"_qs, u"--psm"_qs, u"11"_qs, u"-l"_qs, u"eng"_qs, u"tsv"_qs});
+        QList<Word> words;
+        if (!tesseract.waitForFinished(20000))
+            return words;
+        // level page block paragraph line word left top width height confidence text
+        const QList<QByteArray> rows = tesseract.readAllStandardOutput().split('\n');
+        for (const QByteArray &row : rows) {
+            const QList<QByteArray> fields = row.split('\t');
+            if (fields.size() < 12 || fields.at(0) != "5")
+                continue;
+            const QString text = QString::fromUtf8(fields.at(11)).trimmed();
+            if (text.isEmpty())
+                continue;
+            const QRect box((fields.at(6).toInt() - Margin) / Scale + area.x(),
+                            (fields.at(7).toInt() - Margin) / Scale + area.y(),
+                            qMax(1, fields.at(8).toInt() / Scale),
+                            qMax(1, fields.at(9).toInt() / Scale));
+            const int line =
+                fields.at(2).toInt() * 10000 + fields.at(3).toInt() * 100 + fields.at(4).toInt();
+            words.append(Word{text, box, line});
+        }
+        return words;
+    }
+
+    // Waits until `phrase` can be read in `area` and gives its box.
+    void expectText(const QRect &area, const QString &phrase, const QString &where, QRect *box)
+    {
+        QElapsedTimer timer;
+        timer.start();
+        QString read;
+        do {
+            const QList<Word> words = readWords(area);
+            if (const auto found = findPhrase(words, phrase)) {
+                *box = *found;
+                return;
+            }
+            read = describe(words);
+            QTest::qWait(100);
+        } while (timer.elapsed() < 5000);
+        VERIFY_SCREEN(false, u"\"%1\" is not in %2; tesseract read %3"_qs.arg(phrase, where, read));
+    }
+
+    // ---- pointer and keyboard
+
+    void run(const QStringList &arguments)
+    {
+        QString error;
+        QVERIFY2(m_x->xdotool(arguments, &error), qPrintable(error));
+    }
+    static QStringList moveTo(QPoint point, const QStringList &then = {})
+    {
+        return QStringList{u"mousemove"_qs, QString::number(point.x()),
+                           QString::number(point.y())} +
+               then;
+    }
+    void click(QPoint point) { run(moveTo(point, {u"sleep"_qs, u"0.1"_qs, u"click"_qs, u"1"_qs})); }
+    void type(const QString &text) { run({u"type"_qs, u"--delay"_qs, u"30"_qs, text}); }
+    void key(const QString &name) { run({u"key"_qs, name}); }
+
+    // ---- the app
+
+    // Waits for the panel's windows of a freshly started app and for the closed notch.
+    void awaitWindows()
+    {
+        QVERIFY2(waitFor(
+                     [this] {
+                         m_content = m_x->findWindow(u"Tallowfern"_qs);
+                         return m_content != 0 && m_x->findWindow(u"Tallowfern Sensor"_qs) != 0;
+                     },
+                     15000),
+                 "the panel's windows never mapped");
+        m_window = m_x->geometry(m_content);
+        QCOMPARE(m_window.size(), QSize(860, 420));
+        VERIFY_SCREEN(waitFor([this] { return isBlack(at(QPoint(m_window.center().x(), 10))); }),
+                      u"the closed notch never showed"_qs);
+        QTest::qWait(300);
+    }
+    void startApp()
+    {
+        CHECKED(run(moveTo(FarAway)));
+        m_app = std::make_unique<TallowfernProcess>(*m_x);
+        const QString error = m_app->start();
+        QVERIFY2(error.isEmpty(), qPrintable(error));
+        CHECKED(awaitWindows());
+    }
+    // Quits the app and starts it again with the same home, config and vault. The harness
+    // writes fresh settings on each start, so this start is made here, with its environment.
+    void restartApp()
+    {
+        m_app->stop();
+        m_content = 0;
+        VERIFY_SCREEN(waitFor([this] { return m_x->findWindow(u"Tallowfern"_qs) == 0; }),
+                      u"the panel's windows stayed after the app quit"_qs);
+        const QString root = scratch();
+        QProcessEnvironment environment = m_x->clientEnvironment();
+        environment.insert(u"HOME"_qs, root + u"/home"_qs);
+        environment.insert(u"XDG_CONFIG_HOME"_qs, root + u"/config"_qs);
+        environment.insert(u"XDG_STATE_HOME"_qs, root + u"/state"_qs);
+        environment.insert(u"XDG_DATA_HOME"_qs, root + u"/data"_qs);
+        environment.insert(u"XDG_CACHE_HOME"_qs, root + u"/cache"_qs);
+        environment.insert(u"XDG_RUNTIME_DIR"_qs, root + u"/runtime"_qs);
+        environment.insert(u"TALLOWFERN_VAULT"_qs, root + u"/vault"_qs);
+        environment.insert(u"QT_QPA_PLATFORM"_qs, u"xcb"_qs);
+        environment.insert(u"DBUS_SESSION_BUS_ADDRESS"_qs, u"unix:path="_qs + root + u"/no-bus"_qs);
+        m_again = std::make_unique<QProcess>();
+        m_again->setProcessEnvironment(environment);
+        m_again->setWorkingDirectory(root + u"/home"_qs);
+        m_again->setProcessChannelMode(QProcess::MergedChannels);
+        m_again->setStandardOutputFile(root + u"/output-again.log"_qs);
+        m_again->start(QStringLiteral(TALLOWFERN_BINARY), {});
+        QVERIFY2(m_again->waitForStarted(10000), qPrintable(m_again->errorString()));
+        CHECKED(awaitWindows());
+    }
+    void stopAgain()
+    {
+        if (!m_again || m_again->state() == QProcess::NotRunning)
+            return;
+        m_again->terminate();
+        if (!m_again->waitForFinished(5000)) {
+            m_again->kill();
+            m_again->waitForFinished(5000);
+        }
+    }
+
+    // `keys` opens the panel pinned; with `keyboard`, it takes the keyboard too.
+    void openWith(const QString &keys, bool keyboard = true)
+    {
+        CHECKED(key(keys));
+        VERIFY_SCREEN(waitFor([this] { return isOpen(); }), keys + u" did not open the panel"_qs);
+        if (keyboard) {
+            VERIFY_SCREEN(waitFor([this] { return contentHasFocus(); }),
+                          u"the panel pinned by "_qs + keys + u" did not take the keyboard"_qs);
+        }
+        VERIFY_SCREEN(settle(tabArea()), u"the panel never came to rest"_qs);
+    }
+    // `keys` leaves the panel closed.
+    void expectStaysClosed(const QString &keys)
+    {
+        CHECKED(key(keys));
+        VERIFY_SCREEN(holdsFor([this] { return !isOpen(); }, 1500), keys + u" opened the panel"_qs);
+    }
+    // `keys` closes the open panel.
+    void closeWith(const QString &keys)
+    {
+        CHECKED(key(keys));
+        VERIFY_SCREEN(waitFor([this] { return isClosed(); }), keys + u" did not close it"_qs);
+        QTest::qWait(300);
+    }
+    // The settings button in the header, then the tab comes to rest.
+    void showSettings()
+    {
+        CHECKED(click(settingsButton()));
+        CHECKED(run(moveTo(m_window.topLeft() + QPoint(ContentLeft + 4, 200))));
+        QRect box;
+        CHECKED(expectText(behaviourCard(), u"Open Tallowfern"_qs, u"the Settings tab"_qs, &box));
+        VERIFY_SCREEN(settle(tabArea()), u"the Settings tab never came to rest"_qs);
+    }
+
+private slots:
+    void initTestCase()
+    {
+        QDir screenshots(QStringLiteral(SCREENSHOT_DIR));
+        QVERIFY(screenshots.mkpath(u"."_qs));
+        for (const QString &stale : screenshots.entryList({u"*-failed.png"_qs}, QDir::Files))
+            screenshots.remove(stale);
+        for (const QString &tool :
+             {u"Xvfb"_qs, u"xcompmgr"_qs, u"openbox"_qs, u"xdotool"_qs, u"tesseract"_qs}) {
+            if (QStandardPaths::findExecutable(tool).isEmpty())
+                QFAIL(qPrintable(tool + u" is missing (tools/dev test installs it)"_qs));
+        }
+    }
+    void init()
+    {
+        // Under a window manager, as on a desktop.
+        m_x = std::make_unique<XServer>();
+        const QString error = m_x->start(true);
+        QVERIFY2(error.isEmpty(), qPrintable(error));
+    }
+    void cleanup()
+    {
+        if (m_app && QTest::currentTestFailed())
+            qWarning().noquote() << "the app printed:\n" << m_app->output();
+        if (m_again) {
+            if (QTest::currentTestFailed())
+                qWarning().noquote() << "the app started again printed:\n"
+                                     << readFile(scratch() + u"/output-again.log"_qs);
+            QVERIFY2(m_again->state() == QProcess::Running, "the app quit on its own");
+            stopAgain();
+            m_again.reset();
+        } else if (m_app) {
+            QVERIFY2(m_app->isRunning(), "the app quit on its own");
+        }
+        m_app.reset();
+        m_x.reset();
+        m_content = 0;
+        m_window = QRect();
+    }
+
+    // Ctrl+Alt+K recorded for "Open Tallowfern" takes over from Alt+N, also after a restart.
+    void recordedOpenShortcut()
+    {
+        CHECKED(startApp());
+        CHECKED(openWith(u"alt+n"_qs));
+        CHECKED(showSettings());
+
+        QRect title;
+        CHECKED(
+            expectText(behaviourCard(), u"Open Tallowfern"_qs, u"the Behaviour card"_qs, &title));
+        const QRect card = behaviourCard();
+        CHECKED(click(QPoint(card.right() + 1 - CapsuleFromCardRight, title.center().y())));
+        // While it records, the capsule is filled with the accent colour.
+        const QRect row(card.x(), title.center().y() - 12, card.width(), 24);
+        VERIFY_SCREEN(waitFor([&] { return accentPixels(row) > 100; }),
+                      u"the \"Open Tallowfern\" capsule did not start recording"_qs);
+        CHECKED(key(u"ctrl+alt+k"_qs));
+        // K is 40 in the stored numbering; Control and Option are 0x40000 and 0x80000.
+        VERIFY_SCREEN(
+            waitFor([this] { return storedOpenShortcut() == u"{keyCode:40,modifiers:786432}"_qs; }),
+            u"the new shortcut was not stored; the settings read:\n"_qs + readFile(settingsFile()));
+        VERIFY_SCREEN(waitFor([&] { return accentPixels(row) == 0; }),
+                      u"the capsule still records after the keys"_qs);
+
+        // The new keys close the panel as the old ones did, and only they open it again.
+        CHECKED(closeWith(u"ctrl+alt+k"_qs));
+        CHECKED(expectStaysClosed(u"alt+n"_qs));
+        // What opens the panel is under test here, not how it takes the keyboard.
+        CHECKED(openWith(u"ctrl+alt+k"_qs, false));
+        CHECKED(closeWith(u"ctrl+alt+k"_qs));
+
+        CHECKED(restartApp());
+        CHECKED(expectStaysClosed(u"alt+n"_qs));
+        CHECKED(openWith(u"ctrl+alt+k"_qs, false));
+    }
+
+    // A boards folder typed into its field and confirmed with Return holds today's board at once.
+    void typedBoardsFolder()
+    {
+        CHECKED(startApp());
+        const QString before = todayIn(u"01 Journal/Boards"_qs);
+        VERIFY_SCREEN(waitFor([&] { return QFileInfo::exists(before); }),
+                      u"today's board was never made in the default folder"_qs);
+        CHECKED(openWith(u"alt+n"_qs));
+        CHECKED(showSettings());
+
+        QRect title;
+        CHECKED(expectText(locationsCard(), u"Kanban boards folder"_qs, u"the Locations card"_qs,
+                           &title));
+        CHECKED(click(QPoint(title.left() + 80, title.top() + FieldBelowTitleTop)));
+        QTest::qWait(200);
+        CHECKED(key(u"ctrl+a"_qs));
+        CHECKED(type(u"Planner/Days/"_qs));
+        CHECKED(key(u"Return"_qs));
+
+        const QString after = todayIn(u"Planner/Days"_qs);
+        VERIFY_SCREEN(waitFor([&] { return QFileInfo::exists(after); }),
+                      u"today's board is not in the typed folder "_qs + after);
+        const QString settings = readFile(settingsFile());
+        VERIFY_SCREEN(settings.contains(u"boardsFolder=Planner/Days\n"_qs),
+                      u"the folder was not stored as typed and trimmed; the settings read:\n"_qs +
+                          settings);
+        QRect field;
+        CHECKED(expectText(locationsCard(), u"Planner/Days"_qs, u"the boards field"_qs, &field));
+        // The panel stays open while the field has the keyboard.
+        VERIFY_SCREEN(isOpen(), u"the panel closed while the field was being edited"_qs);
+    }
+};
+
+QTEST_GUILESS_MAIN(TestSettingsE2e)
+#include "tst_settings_e2e.moc"
