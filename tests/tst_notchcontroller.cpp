@@ -99,6 +99,7 @@ private slots:
     void pinnedPanelTakesTheKeyboardAndGivesItBack();
     void hoverOpenedPanelLeavesTheKeyboardAlone();
     void clickIntoTextFieldTakesTheKeyboard();
+    void recordingTakesTheKeyboard();
     void escapeClosesPinnedPanel();
     void hotKeyFollowsRecording();
     void switchTabShortcutWhileOpen();
@@ -254,6 +255,24 @@ void TestNotchController::clickIntoTextFieldTakesTheKeyboard()
     auto *field = m_controller->panel()->rootObject()->findChild<QQuickItem *>(u"field"_qs);
     QVERIFY(field);
     QTRY_COMPARE(field->property("text").toString(), u"hi"_qs);
+}
+
+// A panel opened by hovering can record a shortcut: starting to record takes the keyboard.
+void TestNotchController::recordingTakesTheKeyboard()
+{
+    OtherWindow other;
+    other.setGeometry(100, 600, 200, 200);
+    other.show();
+    other.requestActivate();
+    QVERIFY(QTest::qWaitForWindowActive(&other));
+
+    QVERIFY(xdotool({u"mousemove"_qs, u"960"_qs, u"5"_qs}));
+    QTRY_VERIFY_WITH_TIMEOUT(m_controller->model()->isOpen(), 2000);
+    QTest::qWait(200);
+    QCOMPARE(QGuiApplication::focusWindow(), &other);
+    m_controller->model()->setRecording(NotchModel::ShortcutTarget::Open);
+    QTRY_COMPARE(QGuiApplication::focusWindow(), m_controller->panel());
+    m_controller->model()->setRecording(std::nullopt);
 }
 
 void TestNotchController::escapeClosesPinnedPanel()

@@ -82,6 +82,11 @@ NotchController::NotchController(BoardStore *store, QQmlEngine *engine, const QU
         if (m_model->isEditing() && m_model->isOpen())
             takeKeyboard();
     });
+    // So does recording a shortcut: the keys come to the panel.
+    connect(m_model, &NotchModel::recordingChanged, this, [this] {
+        if (m_model->recording() && m_model->isOpen())
+            takeKeyboard();
+    });
     if (QQuickItem *root = m_panel->rootObject()) {
         const QQmlProperty shapeRect(root, u"shapeRect"_qs);
         if (shapeRect.isValid() && shapeRect.hasNotifySignal())

@@ -96,6 +96,16 @@ QColor PanelTheme::warning()
     return QColor::fromRgbF(1.0f, 0.56f, 0.47f);
 }
 
+QColor PanelTheme::switchOff()
+{
+    return QColor::fromRgbF(1, 1, 1, 0.14f);
+}
+
+QColor PanelTheme::knob()
+{
+    return Qt::white;
+}
+
 int PanelTheme::openDuration()
 {
     return milliseconds(Theme::open);

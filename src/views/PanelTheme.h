@@ -24,6 +24,8 @@ class PanelTheme : public QObject {
     Q_PROPERTY(QColor badgeSymbol READ badgeSymbol CONSTANT)
     Q_PROPERTY(QColor toolTip READ toolTip CONSTANT)
     Q_PROPERTY(QColor warning READ warning CONSTANT)
+    Q_PROPERTY(QColor switchOff READ switchOff CONSTANT)
+    Q_PROPERTY(QColor knob READ knob CONSTANT)
 
     Q_PROPERTY(int openDuration READ openDuration CONSTANT)
     Q_PROPERTY(QEasingCurve openEasing READ openEasing CONSTANT)
@@ -59,6 +61,9 @@ public:
     [[nodiscard]] static QColor toolTip();
     // Text that reports something refused or failed, readable on the panel.
     [[nodiscard]] static QColor warning();
+    // A switch's track while off, and its knob.
+    [[nodiscard]] static QColor switchOff();
+    [[nodiscard]] static QColor knob();
 
     // Milliseconds.
     [[nodiscard]] static int openDuration();

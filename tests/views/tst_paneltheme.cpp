@@ -52,6 +52,9 @@ private slots:
         QTest::newRow("laneDone") << u"laneDone"_qs << Theme::lane(LaneKind::Done);
         QTest::newRow("ringTrack") << u"ringTrack"_qs << QColor::fromRgbF(1, 1, 1, 0.12f);
         QTest::newRow("badgeSymbol") << u"badgeSymbol"_qs << QColor::fromRgbF(0, 0, 0, 0.75f);
+        QTest::newRow("warning") << u"warning"_qs << QColor::fromRgbF(1.0f, 0.56f, 0.47f);
+        QTest::newRow("switchOff") << u"switchOff"_qs << QColor::fromRgbF(1, 1, 1, 0.14f);
+        QTest::newRow("knob") << u"knob"_qs << QColor(Qt::white);
     }
     void palette()
     {

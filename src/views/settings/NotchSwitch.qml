@@ -27,7 +27,7 @@ Item {
         id: track
         anchors.fill: parent
         radius: height / 2
-        color: toggle.checked ? Theme.accent : Qt.rgba(1, 1, 1, 0.14)
+        color: toggle.checked ? Theme.accent : Theme.switchOff
 
         Behavior on color {
             ColorAnimation { duration: Theme.snappyDuration; easing: Theme.snappyEasing }
@@ -58,7 +58,7 @@ Item {
         Rectangle {
             anchors.fill: parent
             radius: width / 2
-            color: "white"
+            color: Theme.knob
         }
     }
 
