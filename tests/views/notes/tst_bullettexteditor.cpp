@@ -115,8 +115,11 @@ private slots:
     {
         start(u"• a"_qs);
         placeCursor(3);
+        QSignalSpy edited(editor(), SIGNAL(edited(QString)));
         key(Qt::Key_Tab);
         QCOMPARE(text(), u"  • a"_qs);
+        QCOMPARE(edited.size(), 1);
+        QCOMPARE(edited.last().first().toString(), u"  • a"_qs);
         key(Qt::Key_Tab);
         QCOMPARE(text(), u"    • a"_qs);
         key(Qt::Key_Backtab, Qt::ShiftModifier);
@@ -126,7 +129,9 @@ private slots:
         // Nothing left to outdent, and no tab character either.
         key(Qt::Key_Backtab, Qt::ShiftModifier);
         QCOMPARE(text(), u"• a"_qs);
+        QCOMPARE(edited.size(), 4); // the swallowed Shift+Tab changed nothing
         undo();
+        QCOMPARE(edited.size(), 5);
         QCOMPARE(text(), u"  • a"_qs);
         undo();
         QCOMPARE(text(), u"    • a"_qs);
@@ -136,8 +141,10 @@ private slots:
     {
         start(u"\t• x"_qs);
         placeCursor(3);
+        QSignalSpy edited(editor(), SIGNAL(edited(QString)));
         key(Qt::Key_Backspace);
         QCOMPARE(text(), u"\tx"_qs);
+        QCOMPARE(edited.size(), 1);
         undo();
         QCOMPARE(text(), u"\t• x"_qs);
     }
