@@ -1,6 +1,8 @@
 #include "BulletEditor.h"
 
 #include <QQuickTextDocument>
+#include <QTextBlock>
+#include <QTextBlockFormat>
 #include <QTextCursor>
 #include <QTextDocument>
 
@@ -54,4 +56,24 @@ void BulletEditor::apply(const BulletEditing::Edit &edit)
     else
         cursor.insertText(edit.text);
     cursor.endEditBlock();
+}
+
+void BulletEditor::spaceLines()
+{
+    if (!m_document || !m_document->textDocument())
+        return;
+    QTextDocument *document = m_document->textDocument();
+    QTextBlockFormat spaced;
+    spaced.setLineHeight(lineSpacing, QTextBlockFormat::LineDistanceHeight);
+    // A change of format is no edit of the user's: keep it out of the undo history. Right after
+    // the text was replaced there is no history; turning undo off and on would drop any.
+    const bool undo = document->isUndoRedoEnabled();
+    const int available = document->availableUndoSteps();
+    if (available == 0)
+        document->setUndoRedoEnabled(false);
+    QTextCursor cursor(document);
+    cursor.select(QTextCursor::Document);
+    cursor.mergeBlockFormat(spaced);
+    if (available == 0)
+        document->setUndoRedoEnabled(undo);
 }

@@ -25,6 +25,12 @@ public:
     Q_INVOKABLE bool command(BulletEditor::Command command, int selectionStart, int selectionEnd);
     // After any change: "- " or "* " just typed at a line's start becomes a bullet.
     Q_INVOKABLE bool convertTypedBullet(int selectionStart, int selectionEnd);
+    // Gives every line its spacing after the text has been replaced wholesale; new lines take it
+    // from the line they are split from. Leaves the undo history as it was.
+    Q_INVOKABLE void spaceLines();
+
+    // Extra space between lines, in pixels.
+    static constexpr qreal lineSpacing = 3;
 
 signals:
     void documentChanged();

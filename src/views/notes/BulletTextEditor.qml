@@ -20,10 +20,13 @@ Flickable {
     signal focusReported(bool focused)
 
     function follow() {
-        if (edit.text === editor.text)
+        if (edit.text === editor.text) {
+            rules.spaceLines();
             return;
+        }
         replacing = true;
         edit.text = editor.text;
+        rules.spaceLines();
         replacing = false;
     }
 

@@ -2,9 +2,12 @@
 
 #include <QQmlEngine>
 #include <QQuickItem>
+#include <QQuickTextDocument>
 #include <QQuickView>
 #include <QSignalSpy>
 #include <QTest>
+#include <QTextBlock>
+#include <QTextDocument>
 #include <QtQml/qqmlextensionplugin.h>
 
 #include <memory>
@@ -192,6 +195,29 @@ private slots:
         editor()->setProperty("text", u"- new\n"_qs);
         QCOMPARE(text(), u"- new\n"_qs);
         QCOMPARE(edited.size(), 0);
+    }
+
+    // Every line is spaced, new lines too, and the spacing is no step to undo.
+    void linesAreSpaced()
+    {
+        start(u"• one\n• two"_qs);
+        QTextDocument *document =
+            edit()->property("textDocument").value<QQuickTextDocument *>()->textDocument();
+        const auto spacing = [&](int block) {
+            const QTextBlockFormat format = document->findBlockByNumber(block).blockFormat();
+            return format.lineHeightType() == QTextBlockFormat::LineDistanceHeight
+                       ? format.lineHeight()
+                       : -1.0;
+        };
+        QCOMPARE(spacing(0), 3.0);
+        QCOMPARE(spacing(1), 3.0);
+        QVERIFY(!edit()->property("canUndo").toBool());
+        placeCursor(int(text().size()));
+        key(Qt::Key_Return);
+        QCOMPARE(document->blockCount(), 3);
+        QCOMPARE(spacing(2), 3.0);
+        editor()->setProperty("text", u"fresh\ntext"_qs);
+        QCOMPARE(spacing(1), 3.0);
     }
 
     void focusIsReported()
