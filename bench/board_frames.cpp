@@ -16,6 +16,7 @@
 // (QT_QPA_PLATFORM=offscreen QT_QUICK_BACKEND=software); QSG_RENDER_LOOP=basic puts rendering
 // on the GUI thread. The board goes first, so that the plain list can copy its geometry.
 
+#include "BenchSupport.h"
 #include "CardPreviewProvider.h"
 #include "IconProvider.h"
 #include "PanelTheme.h"
@@ -24,6 +25,7 @@
 #include "store/BoardStore.h"
 #include "store/Clock.h"
 #include "support/BoardText.h"
+#include "support/QuickItems.h"
 
 #include <QDir>
 #include <QElapsedTimer>
@@ -57,6 +59,8 @@
 #include <vector>
 
 Q_IMPORT_QML_PLUGIN(TallowfernPlugin)
+
+using QuickItems::findItem;
 
 namespace {
 
@@ -137,37 +141,11 @@ public:
     std::atomic<qint64> nanos{0};
 };
 
-// Searches the item tree, which, unlike the object tree, holds what repeaters made.
-QQuickItem *findItem(QQuickItem *root, const QString &name)
-{
-    if (!root)
-        return nullptr;
-    if (root->objectName() == name)
-        return root;
-    for (QQuickItem *child : root->childItems()) {
-        if (QQuickItem *found = findItem(child, name))
-            return found;
-    }
-    return nullptr;
-}
-
 void spin(int ms)
 {
     QEventLoop loop;
     QTimer::singleShot(ms, &loop, &QEventLoop::quit);
     loop.exec();
-}
-
-bool spinUntil(const std::function<bool()> &done, int timeoutMs)
-{
-    QElapsedTimer timer;
-    timer.start();
-    while (!done()) {
-        if (timer.elapsed() > timeoutMs)
-            return false;
-        spin(5);
-    }
-    return true;
 }
 
 struct Frame {
@@ -265,38 +243,6 @@ private:
     std::vector<Frame> m_frames;
     QString m_glRenderer;
 };
-
-struct Stats {
-    qsizetype count = 0;
-    double median = 0, p95 = 0, p99 = 0, max = 0;
-};
-
-Stats stats(std::vector<double> values)
-{
-    Stats s;
-    s.count = qsizetype(values.size());
-    if (values.empty())
-        return s;
-    std::sort(values.begin(), values.end());
-    const auto at = [&](double q) {
-        const auto rank = std::size_t(std::ceil(q * double(values.size())));
-        return values[std::clamp<std::size_t>(rank, 1, values.size()) - 1];
-    };
-    s.median = at(0.5);
-    s.p95 = at(0.95);
-    s.p99 = at(0.99);
-    s.max = values.back();
-    return s;
-}
-
-QJsonObject toJson(const Stats &s)
-{
-    return {{u"count"_qs, s.count},
-            {u"median"_qs, s.median},
-            {u"p95"_qs, s.p95},
-            {u"p99"_qs, s.p99},
-            {u"max"_qs, s.max}};
-}
 
 struct RowCost {
     int pages = 0;

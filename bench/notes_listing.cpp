@@ -19,11 +19,13 @@
 // The vault is made once in DIR (the build folder by default) and kept. Runs wherever Qt Quick
 // does; QT_QPA_PLATFORM=offscreen QT_QUICK_BACKEND=software needs no display.
 
+#include "BenchSupport.h"
 #include "IconProvider.h"
 #include "NotesList.h"
 #include "notch/NotchModel.h"
 #include "notes/NotesIndex.h"
 #include "store/BoardStore.h"
+#include "support/QuickItems.h"
 #include "support/StoreFixture.h"
 
 #include <QDir>
@@ -62,6 +64,8 @@
 #include <unistd.h>
 
 Q_IMPORT_QML_PLUGIN(TallowfernPlugin)
+
+using QuickItems::findItem;
 
 namespace {
 
@@ -266,55 +270,9 @@ QString vaultFor(const Options &options)
     return QFile::decodeName(path);
 }
 
-// ---- measuring
-
-struct Stats {
-    qsizetype count = 0;
-    double median = 0, p95 = 0, max = 0;
-};
-
-Stats stats(std::vector<double> values)
-{
-    Stats s;
-    s.count = qsizetype(values.size());
-    if (values.empty())
-        return s;
-    std::sort(values.begin(), values.end());
-    const auto at = [&](double q) {
-        const auto rank = std::size_t(std::ceil(q * double(values.size())));
-        return values[std::clamp<std::size_t>(rank, 1, values.size()) - 1];
-    };
-    s.median = at(0.5);
-    s.p95 = at(0.95);
-    s.max = values.back();
-    return s;
-}
-
-QJsonObject toJson(const Stats &s)
-{
-    return {{u"count"_qs, s.count},
-            {u"median_ms"_qs, s.median},
-            {u"p95_ms"_qs, s.p95},
-            {u"max_ms"_qs, s.max}};
-}
-
 double msSince(const QElapsedTimer &timer)
 {
     return double(timer.nsecsElapsed()) / 1e6;
-}
-
-bool spinUntil(const std::function<bool()> &done, int timeoutMs)
-{
-    QElapsedTimer timer;
-    timer.start();
-    while (!done()) {
-        if (timer.elapsed() > timeoutMs)
-            return false;
-        QEventLoop loop;
-        QTimer::singleShot(1, &loop, &QEventLoop::quit);
-        loop.exec();
-    }
-    return true;
 }
 
 // A shell command's wall time, output thrown away; its output's first line in `firstLine`.
@@ -352,19 +310,6 @@ bool dropCaches()
     return file.open(QIODevice::WriteOnly) && file.write("3\n") == 2;
 }
 
-QQuickItem *findItem(QQuickItem *root, const QString &name)
-{
-    if (!root)
-        return nullptr;
-    if (root->objectName() == name)
-        return root;
-    for (QQuickItem *child : root->childItems()) {
-        if (QQuickItem *found = findItem(child, name))
-            return found;
-    }
-    return nullptr;
-}
-
 // The first frame swapped after a change: the scene graph must have been synchronised after the
 // change, so a frame already under way when it happened does not count.
 class FrameWatch {
@@ -399,7 +344,7 @@ public:
     // Milliseconds on the clock when that frame was swapped, or nothing after the timeout.
     std::optional<double> wait(int timeoutMs = 10000)
     {
-        const bool swapped = spinUntil([this] { return m_swapped.load(); }, timeoutMs);
+        const bool swapped = spinUntil([this] { return m_swapped.load(); }, timeoutMs, 1);
         m_armed = false;
         if (!swapped)
             return std::nullopt;
@@ -473,7 +418,7 @@ private:
         }
         // A frame of the empty window first: what follows is the view's work, not the window's.
         m_frames->arm(&m_timer);
-        m_window.contentItem()->update();
+        m_window.update();
         m_timer.start();
         if (!m_frames->wait()) {
             std::fprintf(stderr, "the window never swapped a frame\n");
@@ -523,7 +468,7 @@ private:
                 run.refreshed = msSince(timer);
                 m_frames->arm(&timer);
             });
-        const bool done = spinUntil([&] { return refreshed; }, 60000);
+        const bool done = spinUntil([&] { return refreshed; }, 60000, 1);
         QObject::disconnect(connection);
         if (!done) {
             std::fprintf(stderr, "the list was never refreshed\n");
@@ -616,7 +561,7 @@ private:
         if (!view)
             return false;
         NotesList *list = listOf(view.get());
-        if (!spinUntil([&] { return !list->loading(); }, 60000))
+        if (!spinUntil([&] { return !list->loading(); }, 60000, 1))
             return false;
         QQuickItem *search = findItem(view.get(), u"search"_qs);
         if (!search) {

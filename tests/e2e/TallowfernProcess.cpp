@@ -74,7 +74,17 @@ QString TallowfernProcess::start()
         "[General]\nvaultPath=" + path(u"vault"_qs).toUtf8() + "\nmorningBanner=false\n";
     if (!writeFile(path(u"config/Tallowfern/Tallowfern.conf"_qs), settings))
         return u"cannot write the settings"_qs;
+    return launch(QIODevice::Truncate);
+}
 
+QString TallowfernProcess::restart()
+{
+    stop();
+    return launch(QIODevice::Append);
+}
+
+QString TallowfernProcess::launch(QIODevice::OpenMode output)
+{
     QProcessEnvironment environment = m_server.clientEnvironment();
     environment.insert(u"HOME"_qs, path(u"home"_qs));
     environment.insert(u"XDG_CONFIG_HOME"_qs, path(u"config"_qs));
@@ -89,7 +99,7 @@ QString TallowfernProcess::start()
     m_process.setProcessEnvironment(environment);
     m_process.setWorkingDirectory(path(u"home"_qs));
     m_process.setProcessChannelMode(QProcess::MergedChannels);
-    m_process.setStandardOutputFile(path(u"output.log"_qs));
+    m_process.setStandardOutputFile(path(u"output.log"_qs), output);
     m_process.start(QStringLiteral(TALLOWFERN_BINARY), {});
     if (!m_process.waitForStarted(10000))
         return u"the app did not start: "_qs + m_process.errorString();

@@ -23,13 +23,19 @@ public:
                          const QStringList &done = {});
     // An empty string on success, otherwise what went wrong.
     [[nodiscard]] QString start();
+    // Quits and starts again with the same home, config and vault, keeping the settings the app
+    // has written since; the same result as start().
+    [[nodiscard]] QString restart();
     void stop();
+    // The scratch folder holding home, config, state and vault.
+    [[nodiscard]] QString root() const { return m_dir.path(); }
     [[nodiscard]] bool isRunning() const { return m_process.state() == QProcess::Running; }
     // Everything it printed so far.
     [[nodiscard]] QString output() const;
 
 private:
     [[nodiscard]] QString path(const QString &relative) const;
+    [[nodiscard]] QString launch(QIODevice::OpenMode output);
 
     const XServer &m_server;
     QTemporaryDir m_dir;

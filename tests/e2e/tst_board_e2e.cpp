@@ -1,4 +1,5 @@
 #include "Checks.h"
+#include "ScreenText.h"
 #include "TallowfernProcess.h"
 #include "XServer.h"
 
@@ -120,56 +121,6 @@ QStringList doneCards(const QStringList &titles)
     return lines;
 }
 
-// Letters and digits only, in lower case: what is left to compare of a word tesseract read.
-QString normalised(const QString &text)
-{
-    QString out;
-    for (QChar c : text) {
-        if (c.isLetterOrNumber())
-            out += c.toLower();
-    }
-    return out;
-}
-
-struct Word {
-    QString text;
-    QRect box; // in root coordinates
-    int line = 0;
-};
-
-// A run of words on one line that reads `phrase`; its box, or nothing.
-std::optional<QRect> findPhrase(const QList<Word> &words, const QString &phrase)
-{
-    QStringList wanted;
-    for (const QString &part : phrase.split(u' ', Qt::SkipEmptyParts))
-        wanted.append(normalised(part));
-    for (qsizetype first = 0; first + wanted.size() <= words.size(); ++first) {
-        QRect box;
-        bool matches = true;
-        for (qsizetype i = 0; i < wanted.size() && matches; ++i) {
-            const Word &word = words.at(first + i);
-            matches = normalised(word.text) == wanted.at(i) && word.line == words.at(first).line;
-            box |= word.box;
-        }
-        if (matches)
-            return box;
-    }
-    return std::nullopt;
-}
-
-QString describe(const QList<Word> &words)
-{
-    QStringList lines;
-    int line = -1;
-    for (const Word &word : words) {
-        if (word.line != line)
-            lines.append(QString());
-        line = word.line;
-        lines.last() += (lines.last().isEmpty() ? QString() : u" "_qs) + word.text;
-    }
-    return u"\""_qs + lines.join(u" | "_qs) + u"\""_qs;
-}
-
 } // namespace
 
 class TestBoardE2e : public QObject {
@@ -272,72 +223,6 @@ class TestBoardE2e : public QObject {
                u"; pixels"_qs + pixels;
     }
 
-    // Waits until an area stops changing, save for a blinking text cursor.
-    bool settle(const QRect &area, int timeoutMs = 3000) const
-    {
-        QImage previous = m_x->grab(area);
-        int quiet = 0;
-        return waitFor(
-            [&] {
-                QTest::qWait(60);
-                const QImage current = m_x->grab(area);
-                int changed = 0;
-                for (int y = 0; y < current.height() && changed <= 40; ++y) {
-                    const auto *a = reinterpret_cast<const QRgb *>(current.constScanLine(y));
-                    const auto *b = reinterpret_cast<const QRgb *>(previous.constScanLine(y));
-                    for (int x = 0; x < current.width(); ++x)
-                        changed += a[x] != b[x] ? 1 : 0;
-                }
-                previous = current;
-                quiet = changed <= 40 ? quiet + 1 : 0;
-                return quiet >= 3;
-            },
-            timeoutMs);
-    }
-
-    // What tesseract reads in an area of light text on a dark panel: each word with its box.
-    [[nodiscard]] QList<Word> readWords(const QRect &area) const
-    {
-        constexpr int Scale = 3;
-        constexpr int Margin = 20;
-        QImage image = m_x->grab(area).convertToFormat(QImage::Format_Grayscale8);
-        image.invertPixels();
-        image = image.scaled(image.size() * Scale, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
-        QImage page(image.size() + QSize(2 * Margin, 2 * Margin), QImage::Format_Grayscale8);
-        page.fill(Qt::white);
-        for (int y = 0; y < image.height(); ++y) {
-            std::memcpy(page.scanLine(y + Margin) + Margin, image.constScanLine(y),
-                        size_t(image.width()));
-        }
-        const QString path = QDir(m_x->scratch()).filePath(u"words.png"_qs);
-        page.save(path);
-        QProcess tesseract;
-        tesseract.start(u"tesseract"_qs,
-                        {path, u"-"_qs, u"--psm"_qs, u"11"_qs, u"-l"_qs, u"eng"_qs, u"tsv"_qs});
-        QList<Word> words;
-        if (!tesseract.waitForFinished(20000))
-            return words;
-        // level page block paragraph line word left top width height confidence text
-        const QList<QByteArray> rows = tesseract.readAllStandardOutput().split('\n');
-        for (const QByteArray &row : rows) {
-            const QList<QByteArray> fields = row.split('\t');
-            if (fields.size() < 12 || fields.at(0) != "5")
-                continue;
-            const QString text = QString::fromUtf8(fields.at(11)).trimmed();
-            if (text.isEmpty())
-                continue;
-            const QRect box((fields.at(6).toInt() - Margin) / Scale + area.x(),
-                            (fields.at(7).toInt() - Margin) / Scale + area.y(),
-                            qMax(1, fields.at(8).toInt() / Scale),
-                            qMax(1, fields.at(9).toInt() / Scale));
-            // Block, paragraph and line together name a line of text.
-            const int line =
-                fields.at(2).toInt() * 10000 + fields.at(3).toInt() * 100 + fields.at(4).toInt();
-            words.append(Word{text, box, line});
-        }
-        return words;
-    }
-
     // Waits until `phrase` can be read in `area`; its box, or nothing with what was read.
     std::optional<QRect> waitForText(const QRect &area, const QString &phrase, QString *read,
                                      int timeoutMs = 4000) const
@@ -345,10 +230,10 @@ class TestBoardE2e : public QObject {
         QElapsedTimer timer;
         timer.start();
         do {
-            const QList<Word> words = readWords(area);
-            if (const auto box = findPhrase(words, phrase))
+            const QList<Word> words = ScreenText::read(*m_x, area);
+            if (const auto box = ScreenText::findPhrase(words, phrase))
                 return box;
-            *read = describe(words);
+            *read = ScreenText::describe(words);
             QTest::qWait(100);
         } while (timer.elapsed() < timeoutMs);
         return std::nullopt;
@@ -365,9 +250,9 @@ class TestBoardE2e : public QObject {
     }
     void expectNoText(const QList<Word> &words, const QString &phrase, const QString &where)
     {
-        VERIFY_SCREEN(
-            !findPhrase(words, phrase).has_value(),
-            u"\"%1\" is still in %2; tesseract read %3"_qs.arg(phrase, where, describe(words)));
+        VERIFY_SCREEN(!ScreenText::findPhrase(words, phrase).has_value(),
+                      u"\"%1\" is still in %2; tesseract read %3"_qs.arg(
+                          phrase, where, ScreenText::describe(words)));
     }
 
     // ---- pointer and keyboard
@@ -454,7 +339,7 @@ class TestBoardE2e : public QObject {
         VERIFY_SCREEN(waitFor([this] { return isOpen(); }), u"Alt+N did not open the panel"_qs);
         VERIFY_SCREEN(waitFor([this] { return contentHasFocus(); }),
                       u"the pinned panel did not take the keyboard focus"_qs);
-        VERIFY_SCREEN(settle(boardArea()), u"the board never came to rest"_qs);
+        VERIFY_SCREEN(ScreenText::settle(*m_x, boardArea()), u"the board never came to rest"_qs);
         QTest::qWait(250);
     }
 
@@ -528,7 +413,7 @@ private slots:
         CHECKED(expectToday(
             openCards({u"Water the garden"_qs, u"Buy fresh bread"_qs, u"Call the plumber"_qs}), {},
             doneCards({}), u"dragging a card onto the first card"_qs));
-        CHECKED(settle(boardArea()));
+        CHECKED(ScreenText::settle(*m_x, boardArea()));
         // And down again: dropped on the last card, it lands between the other two.
         CHECKED(drag(cardPoint(ToDo, 0), cardPoint(ToDo, 2)));
         CHECKED(expectToday(
@@ -559,7 +444,7 @@ private slots:
         CHECKED(click(card, 3));
         // The menu opens at the pointer, below it when there is room.
         const QRect menuArea = QRect(card - QPoint(20, 10), QSize(260, 150)) & boardArea();
-        CHECKED(settle(menuArea));
+        CHECKED(ScreenText::settle(*m_x, menuArea));
         QRect deleteBox;
         for (const QString &entry : {u"Move to Doing"_qs, u"Move to Done"_qs, u"Edit"_qs}) {
             CHECKED(expectText(menuArea, entry, u"the card's menu"_qs));
@@ -588,15 +473,15 @@ private slots:
         qint64 shownAfter = -1;
         do {
             const qint64 started = sinceWrite.elapsed();
-            words = readWords(secondRow);
-            if (findPhrase(words, u"Added elsewhere"_qs))
+            words = ScreenText::read(*m_x, secondRow);
+            if (ScreenText::findPhrase(words, u"Added elsewhere"_qs))
                 shownAfter = started;
         } while (shownAfter < 0 && sinceWrite.elapsed() < 2000);
         VERIFY_SCREEN(shownAfter >= 0,
                       u"\"Added elsewhere\" did not show within 2 s of the file changing; the row "
-                      u"reads %1"_qs.arg(describe(words)));
+                      u"reads %1"_qs.arg(ScreenText::describe(words)));
         qInfo("the outside change showed within %lld ms", shownAfter);
-        CHECKED(settle(toDo));
+        CHECKED(ScreenText::settle(*m_x, toDo));
         CHECKED(expectText(toDo, u"Buy fresh bread"_qs, u"the To do lane"_qs));
     }
 
@@ -613,17 +498,17 @@ private slots:
 
         // The previous-day button sits just after the app's name in the header.
         QRect name;
-        const QList<Word> header = readWords(headerArea());
+        const QList<Word> header = ScreenText::read(*m_x, headerArea());
         for (const Word &word : header) {
-            if (normalised(word.text).startsWith(u"tallow"_qs))
+            if (ScreenText::normalised(word.text).startsWith(u"tallow"_qs))
                 name = word.box;
         }
-        VERIFY_SCREEN(!name.isNull(),
-                      u"no app name in the header; tesseract read "_qs + describe(header));
+        VERIFY_SCREEN(!name.isNull(), u"no app name in the header; tesseract read "_qs +
+                                          ScreenText::describe(header));
         CHECKED(click(QPoint(name.right() + 14 + 13, headerArea().center().y())));
 
         const QRect pastBoard = boardArea(true);
-        VERIFY_SCREEN(settle(pastBoard), u"the past day never came to rest"_qs);
+        VERIFY_SCREEN(ScreenText::settle(*m_x, pastBoard), u"the past day never came to rest"_qs);
         const QString label =
             QLocale(QLocale::English, QLocale::UnitedStates).toString(earlier, u"ddd, d MMM"_qs);
         CHECKED(expectText(headerArea(), label, u"the header"_qs));
@@ -631,7 +516,7 @@ private slots:
         // Ticked cards are struck through, which tesseract does not read: Doing's card will do.
         CHECKED(
             expectText(laneArea(Doing, true), u"Paint the shed"_qs, u"the past day's Doing"_qs));
-        const QList<Word> words = readWords(pastBoard);
+        const QList<Word> words = ScreenText::read(*m_x, pastBoard);
         CHECKED(expectNoText(words, u"Add a task"_qs, u"the past day's board"_qs));
         CHECKED(expectNoText(words, u"Buy fresh bread"_qs, u"the past day's board"_qs));
 
@@ -639,10 +524,10 @@ private slots:
         const QPoint card = cardPoint(ToDo, 0, true);
         CHECKED(click(card, 3));
         const QRect menuArea = QRect(card - QPoint(20, 10), QSize(260, 80)) & pastBoard;
-        CHECKED(settle(menuArea));
+        CHECKED(ScreenText::settle(*m_x, menuArea));
         QRect copyBox;
         CHECKED(expectText(menuArea, u"Copy to Today"_qs, u"the past card's menu"_qs, &copyBox));
-        const QList<Word> menuWords = readWords(menuArea);
+        const QList<Word> menuWords = ScreenText::read(*m_x, menuArea);
         for (const QString &absent : {u"Move"_qs, u"Edit"_qs, u"Delete"_qs})
             CHECKED(expectNoText(menuWords, absent, u"the past card's menu"_qs));
         CHECKED(click(copyBox.center()));
@@ -656,11 +541,12 @@ private slots:
                                  ContentWidth, PastBannerHeight),
                            u"Back to today"_qs, u"the past day's banner"_qs, &back));
         CHECKED(click(back.center()));
-        VERIFY_SCREEN(settle(boardArea()), u"today's board never came to rest"_qs);
+        VERIFY_SCREEN(ScreenText::settle(*m_x, boardArea()),
+                      u"today's board never came to rest"_qs);
         CHECKED(expectText(laneArea(ToDo), u"Fix the fence"_qs, u"today's To do"_qs));
         CHECKED(expectText(laneArea(ToDo), u"Buy fresh bread"_qs, u"today's To do"_qs));
         CHECKED(expectText(laneArea(ToDo), u"Add a task"_qs, u"today's To do"_qs));
-        const QList<Word> todayWords = readWords(boardArea());
+        const QList<Word> todayWords = ScreenText::read(*m_x, boardArea());
         CHECKED(expectNoText(todayWords, u"Paint the shed"_qs, u"today's board"_qs));
     }
 };

@@ -1,4 +1,5 @@
 #include "Checks.h"
+#include "ScreenText.h"
 #include "TallowfernProcess.h"
 #include "XServer.h"
 
@@ -72,56 +73,6 @@ QByteArray readFile(const QString &path)
 {
     QFile file(path);
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-// Letters and digits only, in lower case: what is left to compare of a word tesseract read.
-QString normalised(const QString &text)
-{
-    QString out;
-    for (QChar c : text) {
-        if (c.isLetterOrNumber())
-            out += c.toLower();
-    }
-    return out;
-}
-
-struct Word {
-    QString text;
-    QRect box; // in root coordinates
-    int line = 0;
-};
-
-// A run of words on one line that reads `phrase`; its box, or nothing.
-std::optional<QRect> findPhrase(const QList<Word> &words, const QString &phrase)
-{
-    QStringList wanted;
-    for (const QString &part : phrase.split(u' ', Qt::SkipEmptyParts))
-        wanted.append(normalised(part));
-    for (qsizetype first = 0; first + wanted.size() <= words.size(); ++first) {
-        QRect box;
-        bool matches = true;
-        for (qsizetype i = 0; i < wanted.size() && matches; ++i) {
-            const Word &word = words.at(first + i);
-            matches = normalised(word.text) == wanted.at(i) && word.line == words.at(first).line;
-            box |= word.box;
-        }
-        if (matches)
-            return box;
-    }
-    return std::nullopt;
-}
-
-QString describe(const QList<Word> &words)
-{
-    QStringList lines;
-    int line = -1;
-    for (const Word &word : words) {
-        if (word.line != line)
-            lines.append(QString());
-        line = word.line;
-        lines.last() += (lines.last().isEmpty() ? QString() : u" "_qs) + word.text;
-    }
-    return u"\""_qs + lines.join(u" | "_qs) + u"\""_qs;
 }
 
 // The first mark on each line of light text on a dark ground: the box of the leftmost glyph of
@@ -290,72 +241,6 @@ class TestNotesE2e : public QObject {
                    .arg(m_window.height());
     }
 
-    // Waits until an area stops changing, save for a blinking text cursor.
-    bool settle(const QRect &area, int timeoutMs = 3000) const
-    {
-        QImage previous = m_x->grab(area);
-        int quiet = 0;
-        return waitFor(
-            [&] {
-                QTest::qWait(60);
-                const QImage current = m_x->grab(area);
-                int changed = 0;
-                for (int y = 0; y < current.height() && changed <= 40; ++y) {
-                    const auto *a = reinterpret_cast<const QRgb *>(current.constScanLine(y));
-                    const auto *b = reinterpret_cast<const QRgb *>(previous.constScanLine(y));
-                    for (int x = 0; x < current.width(); ++x)
-                        changed += a[x] != b[x] ? 1 : 0;
-                }
-                previous = current;
-                quiet = changed <= 40 ? quiet + 1 : 0;
-                return quiet >= 3;
-            },
-            timeoutMs);
-    }
-
-    // What tesseract reads in an area of light text on a dark panel: each word with its box.
-    [[nodiscard]] QList<Word> readWords(const QRect &area) const
-    {
-        constexpr int Scale = 3;
-        constexpr int Margin = 20;
-        QImage image = m_x->grab(area).convertToFormat(QImage::Format_Grayscale8);
-        image.invertPixels();
-        image = image.scaled(image.size() * Scale, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
-        QImage page(image.size() + QSize(2 * Margin, 2 * Margin), QImage::Format_Grayscale8);
-        page.fill(Qt::white);
-        for (int y = 0; y < image.height(); ++y) {
-            std::memcpy(page.scanLine(y + Margin) + Margin, image.constScanLine(y),
-                        size_t(image.width()));
-        }
-        const QString path = QDir(m_x->scratch()).filePath(u"words.png"_qs);
-        page.save(path);
-        QProcess tesseract;
-        tesseract.start(u"tesseract"_qs,
-                        {path, u"-"_qs, u"--psm"_qs, u"11"_qs, u"-l"_qs, u"eng"_qs, u"tsv"_qs});
-        QList<Word> words;
-        if (!tesseract.waitForFinished(20000))
-            return words;
-        // level page block paragraph line word left top width height confidence text
-        const QList<QByteArray> rows = tesseract.readAllStandardOutput().split('\n');
-        for (const QByteArray &row : rows) {
-            const QList<QByteArray> fields = row.split('\t');
-            if (fields.size() < 12 || fields.at(0) != "5")
-                continue;
-            const QString text = QString::fromUtf8(fields.at(11)).trimmed();
-            if (text.isEmpty())
-                continue;
-            const QRect box((fields.at(6).toInt() - Margin) / Scale + area.x(),
-                            (fields.at(7).toInt() - Margin) / Scale + area.y(),
-                            qMax(1, fields.at(8).toInt() / Scale),
-                            qMax(1, fields.at(9).toInt() / Scale));
-            // Block, paragraph and line together name a line of text.
-            const int line =
-                fields.at(2).toInt() * 10000 + fields.at(3).toInt() * 100 + fields.at(4).toInt();
-            words.append(Word{text, box, line});
-        }
-        return words;
-    }
-
     // Waits until every one of `phrases` can be read in `area` at once; that reading in `read`.
     void expectTexts(const QRect &area, const QStringList &phrases, const QString &where,
                      QList<Word> *read = nullptr, int timeoutMs = 4000)
@@ -365,10 +250,10 @@ class TestNotesE2e : public QObject {
         QList<Word> words;
         QStringList missing;
         do {
-            words = readWords(area);
+            words = ScreenText::read(*m_x, area);
             missing.clear();
             for (const QString &phrase : phrases) {
-                if (!findPhrase(words, phrase))
+                if (!ScreenText::findPhrase(words, phrase))
                     missing.append(phrase);
             }
             if (missing.isEmpty())
@@ -377,14 +262,15 @@ class TestNotesE2e : public QObject {
         } while (timer.elapsed() < timeoutMs);
         if (read != nullptr)
             *read = words;
-        VERIFY_SCREEN(missing.isEmpty(), u"\"%1\" not in %2; tesseract read %3"_qs.arg(
-                                             missing.join(u"\", \""_qs), where, describe(words)));
+        VERIFY_SCREEN(missing.isEmpty(),
+                      u"\"%1\" not in %2; tesseract read %3"_qs.arg(
+                          missing.join(u"\", \""_qs), where, ScreenText::describe(words)));
     }
     void expectNoText(const QList<Word> &words, const QString &phrase, const QString &where)
     {
-        VERIFY_SCREEN(
-            !findPhrase(words, phrase).has_value(),
-            u"\"%1\" is still in %2; tesseract read %3"_qs.arg(phrase, where, describe(words)));
+        VERIFY_SCREEN(!ScreenText::findPhrase(words, phrase).has_value(),
+                      u"\"%1\" is still in %2; tesseract read %3"_qs.arg(
+                          phrase, where, ScreenText::describe(words)));
     }
 
     // ---- pointer and keyboard
@@ -435,7 +321,7 @@ class TestNotesE2e : public QObject {
         VERIFY_SCREEN(waitFor([this] { return isOpen(); }), u"Alt+N did not open the panel"_qs);
         VERIFY_SCREEN(waitFor([this] { return contentHasFocus(); }),
                       u"the pinned panel did not take the keyboard focus"_qs);
-        VERIFY_SCREEN(settle(tabArea()), u"the board never came to rest"_qs);
+        VERIFY_SCREEN(ScreenText::settle(*m_x, tabArea()), u"the board never came to rest"_qs);
     }
 
     // To the Notes tab through its button in the header, found by its label.
@@ -443,13 +329,13 @@ class TestNotesE2e : public QObject {
     {
         QList<Word> words;
         CHECKED(expectTexts(headerArea(), {u"Notes"_qs}, u"the header"_qs, &words));
-        CHECKED(click(findPhrase(words, u"Notes"_qs)->center()));
+        CHECKED(click(ScreenText::findPhrase(words, u"Notes"_qs)->center()));
         CHECKED(expectNotesShown());
     }
 
     void expectNotesShown()
     {
-        VERIFY_SCREEN(settle(tabArea()), u"the Notes tab never came to rest"_qs);
+        VERIFY_SCREEN(ScreenText::settle(*m_x, tabArea()), u"the Notes tab never came to rest"_qs);
         CHECKED(expectTexts(tabArea(), {u"Quick note"_qs}, u"the Notes tab"_qs));
     }
 
@@ -604,7 +490,8 @@ private slots:
                       u"would have saved it"_qs.arg(savedAfter));
 
         if (leave == Leave::SwitchTab) {
-            VERIFY_SCREEN(settle(tabArea()), u"the Board tab never came to rest"_qs);
+            VERIFY_SCREEN(ScreenText::settle(*m_x, tabArea()),
+                          u"the Board tab never came to rest"_qs);
             VERIFY_SCREEN(isOpen(), u"switching tabs closed the panel"_qs);
         } else {
             VERIFY_SCREEN(waitFor([this] { return isClosed(); }), u"the panel did not close"_qs);
@@ -645,7 +532,7 @@ private slots:
 
         CHECKED(click(searchPoint()));
         CHECKED(type(u"proj"_qs));
-        VERIFY_SCREEN(settle(listArea()), u"the list never came to rest"_qs);
+        VERIFY_SCREEN(ScreenText::settle(*m_x, listArea()), u"the list never came to rest"_qs);
         QList<Word> words;
         CHECKED(expectTexts(searchAndListArea(),
                             {u"2 matches"_qs, u"Garden plan"_qs, u"Kitchen"_qs},
@@ -654,9 +541,10 @@ private slots:
         CHECKED(expectNoText(words, u"Bread"_qs, u"the narrowed list"_qs));
         CHECKED(expectNoText(words, u"Recent"_qs, u"the narrowed list"_qs));
         // The first match is the newer one.
-        VERIFY_SCREEN(
-            findPhrase(words, u"Garden plan"_qs)->y() < findPhrase(words, u"Kitchen"_qs)->y(),
-            u"the garden plan is not the first match; tesseract read "_qs + describe(words));
+        VERIFY_SCREEN(ScreenText::findPhrase(words, u"Garden plan"_qs)->y() <
+                          ScreenText::findPhrase(words, u"Kitchen"_qs)->y(),
+                      u"the garden plan is not the first match; tesseract read "_qs +
+                          ScreenText::describe(words));
 
         CHECKED(key(u"Return"_qs));
         QByteArray url;

@@ -358,8 +358,7 @@ private slots:
         // Leaving alone does not close it.
         CHECKED(movePointer({100, 900}));
         QTest::qWait(800);
-        VERIFY_SCREEN(!isBackground(at(NearBottomEdge)),
-                      u"the panel closed without a click"_qs);
+        VERIFY_SCREEN(!isBackground(at(NearBottomEdge)), u"the panel closed without a click"_qs);
 
         CHECKED(run({u"click"_qs, u"1"_qs}));
         VERIFY_SCREEN(waitFor([this] { return isBackground(at(NearBottomEdge)); }, 5000),

@@ -1,4 +1,5 @@
 #include "Checks.h"
+#include "ScreenText.h"
 #include "TallowfernProcess.h"
 #include "XServer.h"
 
@@ -56,56 +57,6 @@ QString readFile(const QString &path)
     return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
 }
 
-// Letters and digits only, in lower case: what is left to compare of a word tesseract read.
-QString normalised(const QString &text)
-{
-    QString out;
-    for (QChar c : text) {
-        if (c.isLetterOrNumber())
-            out += c.toLower();
-    }
-    return out;
-}
-
-struct Word {
-    QString text;
-    QRect box; // in root coordinates
-    int line = 0;
-};
-
-// A run of words on one line that reads `phrase`; its box, or nothing.
-std::optional<QRect> findPhrase(const QList<Word> &words, const QString &phrase)
-{
-    QStringList wanted;
-    for (const QString &part : phrase.split(u' ', Qt::SkipEmptyParts))
-        wanted.append(normalised(part));
-    for (qsizetype first = 0; first + wanted.size() <= words.size(); ++first) {
-        QRect box;
-        bool matches = true;
-        for (qsizetype i = 0; i < wanted.size() && matches; ++i) {
-            const Word &word = words.at(first + i);
-            matches = normalised(word.text) == wanted.at(i) && word.line == words.at(first).line;
-            box |= word.box;
-        }
-        if (matches)
-            return box;
-    }
-    return std::nullopt;
-}
-
-QString describe(const QList<Word> &words)
-{
-    QStringList lines;
-    int line = -1;
-    for (const Word &word : words) {
-        if (word.line != line)
-            lines.append(QString());
-        line = word.line;
-        lines.last() += (lines.last().isEmpty() ? QString() : u" "_qs) + word.text;
-    }
-    return u"\""_qs + lines.join(u" | "_qs) + u"\""_qs;
-}
-
 } // namespace
 
 class TestSettingsE2e : public QObject {
@@ -114,7 +65,6 @@ class TestSettingsE2e : public QObject {
     std::unique_ptr<XServer> m_x;
     std::unique_ptr<TallowfernProcess> m_app;
     // The app started again over the settings that the first run left behind.
-    std::unique_ptr<QProcess> m_again;
     xcb_window_t m_content = 0;
     QRect m_window; // the content window, in root coordinates
 
@@ -182,15 +132,9 @@ class TestSettingsE2e : public QObject {
 
     // ---- files
 
-    // The scratch folder of the app: home, config and vault are in it.
-    [[nodiscard]] QString scratch() const
-    {
-        const QString board = m_app->boardPath(QDate::currentDate());
-        return board.left(board.indexOf(u"/vault/01 Journal/Boards/"_qs));
-    }
     [[nodiscard]] QString settingsFile() const
     {
-        return scratch() + u"/config/Tallowfern/Tallowfern.conf"_qs;
+        return m_app->root() + u"/config/Tallowfern/Tallowfern.conf"_qs;
     }
     // The stored open shortcut's JSON without its quoting: "{keyCode:45,modifiers:524288}".
     [[nodiscard]] QString storedOpenShortcut() const
@@ -209,7 +153,7 @@ class TestSettingsE2e : public QObject {
     }
     [[nodiscard]] QString todayIn(const QString &folder) const
     {
-        return scratch() + u"/vault/"_qs + folder + u'/' +
+        return m_app->root() + u"/vault/"_qs + folder + u'/' +
                QDate::currentDate().toString(u"yyyy-MM-dd"_qs) + u".md"_qs;
     }
 
@@ -237,71 +181,6 @@ class TestSettingsE2e : public QObject {
                u"; pixels"_qs + pixels;
     }
 
-    // Waits until an area stops changing, save for a blinking text cursor.
-    bool settle(const QRect &area, int timeoutMs = 3000) const
-    {
-        QImage previous = m_x->grab(area);
-        int quiet = 0;
-        return waitFor(
-            [&] {
-                QTest::qWait(60);
-                const QImage current = m_x->grab(area);
-                int changed = 0;
-                for (int y = 0; y < current.height() && changed <= 40; ++y) {
-                    const auto *a = reinterpret_cast<const QRgb *>(current.constScanLine(y));
-                    const auto *b = reinterpret_cast<const QRgb *>(previous.constScanLine(y));
-                    for (int x = 0; x < current.width(); ++x)
-                        changed += a[x] != b[x] ? 1 : 0;
-                }
-                previous = current;
-                quiet = changed <= 40 ? quiet + 1 : 0;
-                return quiet >= 3;
-            },
-            timeoutMs);
-    }
-
-    // What tesseract reads in an area of light text on a dark panel: each word with its box.
-    [[nodiscard]] QList<Word> readWords(const QRect &area) const
-    {
-        constexpr int Scale = 3;
-        constexpr int Margin = 20;
-        QImage image = m_x->grab(area).convertToFormat(QImage::Format_Grayscale8);
-        image.invertPixels();
-        image = image.scaled(image.size() * Scale, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
-        QImage page(image.size() + QSize(2 * Margin, 2 * Margin), QImage::Format_Grayscale8);
-        page.fill(Qt::white);
-        for (int y = 0; y < image.height(); ++y) {
-            std::memcpy(page.scanLine(y + Margin) + Margin, image.constScanLine(y),
-                        size_t(image.width()));
-        }
-        const QString path = QDir(m_x->scratch()).filePath(u"words.png"_qs);
-        page.save(path);
-        QProcess tesseract;
-        tesseract.start(u"tesseract"_qs,
-                        {path, u"-"_qs, u"--psm"_qs, u"11"_qs, u"-l"_qs, u"eng"_qs, u"tsv"_qs});
-        QList<Word> words;
-        if (!tesseract.waitForFinished(20000))
-            return words;
-        // level page block paragraph line word left top width height confidence text
-        const QList<QByteArray> rows = tesseract.readAllStandardOutput().split('\n');
-        for (const QByteArray &row : rows) {
-            const QList<QByteArray> fields = row.split('\t');
-            if (fields.size() < 12 || fields.at(0) != "5")
-                continue;
-            const QString text = QString::fromUtf8(fields.at(11)).trimmed();
-            if (text.isEmpty())
-                continue;
-            const QRect box((fields.at(6).toInt() - Margin) / Scale + area.x(),
-                            (fields.at(7).toInt() - Margin) / Scale + area.y(),
-                            qMax(1, fields.at(8).toInt() / Scale),
-                            qMax(1, fields.at(9).toInt() / Scale));
-            const int line =
-                fields.at(2).toInt() * 10000 + fields.at(3).toInt() * 100 + fields.at(4).toInt();
-            words.append(Word{text, box, line});
-        }
-        return words;
-    }
-
     // Waits until `phrase` can be read in `area` and gives its box.
     void expectText(const QRect &area, const QString &phrase, const QString &where, QRect *box)
     {
@@ -309,12 +188,12 @@ class TestSettingsE2e : public QObject {
         timer.start();
         QString read;
         do {
-            const QList<Word> words = readWords(area);
-            if (const auto found = findPhrase(words, phrase)) {
+            const QList<Word> words = ScreenText::read(*m_x, area);
+            if (const auto found = ScreenText::findPhrase(words, phrase)) {
                 *box = *found;
                 return;
             }
-            read = describe(words);
+            read = ScreenText::describe(words);
             QTest::qWait(100);
         } while (timer.elapsed() < 5000);
         VERIFY_SCREEN(false, u"\"%1\" is not in %2; tesseract read %3"_qs.arg(phrase, where, read));
@@ -363,43 +242,16 @@ class TestSettingsE2e : public QObject {
         QVERIFY2(error.isEmpty(), qPrintable(error));
         CHECKED(awaitWindows());
     }
-    // Quits the app and starts it again with the same home, config and vault. The harness
-    // writes fresh settings on each start, so this start is made here, with its environment.
+    // Quits the app and starts it again with the same home, config and vault.
     void restartApp()
     {
         m_app->stop();
         m_content = 0;
         VERIFY_SCREEN(waitFor([this] { return m_x->findWindow(u"Tallowfern"_qs) == 0; }),
                       u"the panel's windows stayed after the app quit"_qs);
-        const QString root = scratch();
-        QProcessEnvironment environment = m_x->clientEnvironment();
-        environment.insert(u"HOME"_qs, root + u"/home"_qs);
-        environment.insert(u"XDG_CONFIG_HOME"_qs, root + u"/config"_qs);
-        environment.insert(u"XDG_STATE_HOME"_qs, root + u"/state"_qs);
-        environment.insert(u"XDG_DATA_HOME"_qs, root + u"/data"_qs);
-        environment.insert(u"XDG_CACHE_HOME"_qs, root + u"/cache"_qs);
-        environment.insert(u"XDG_RUNTIME_DIR"_qs, root + u"/runtime"_qs);
-        environment.insert(u"TALLOWFERN_VAULT"_qs, root + u"/vault"_qs);
-        environment.insert(u"QT_QPA_PLATFORM"_qs, u"xcb"_qs);
-        environment.insert(u"DBUS_SESSION_BUS_ADDRESS"_qs, u"unix:path="_qs + root + u"/no-bus"_qs);
-        m_again = std::make_unique<QProcess>();
-        m_again->setProcessEnvironment(environment);
-        m_again->setWorkingDirectory(root + u"/home"_qs);
-        m_again->setProcessChannelMode(QProcess::MergedChannels);
-        m_again->setStandardOutputFile(root + u"/output-again.log"_qs);
-        m_again->start(QStringLiteral(TALLOWFERN_BINARY), {});
-        QVERIFY2(m_again->waitForStarted(10000), qPrintable(m_again->errorString()));
+        const QString error = m_app->restart();
+        QVERIFY2(error.isEmpty(), qPrintable(error));
         CHECKED(awaitWindows());
-    }
-    void stopAgain()
-    {
-        if (!m_again || m_again->state() == QProcess::NotRunning)
-            return;
-        m_again->terminate();
-        if (!m_again->waitForFinished(5000)) {
-            m_again->kill();
-            m_again->waitForFinished(5000);
-        }
     }
 
     // `keys` opens the panel pinned; with `keyboard`, it takes the keyboard too.
@@ -411,7 +263,7 @@ class TestSettingsE2e : public QObject {
             VERIFY_SCREEN(waitFor([this] { return contentHasFocus(); }),
                           u"the panel pinned by "_qs + keys + u" did not take the keyboard"_qs);
         }
-        VERIFY_SCREEN(settle(tabArea()), u"the panel never came to rest"_qs);
+        VERIFY_SCREEN(ScreenText::settle(*m_x, tabArea()), u"the panel never came to rest"_qs);
     }
     // `keys` leaves the panel closed.
     void expectStaysClosed(const QString &keys)
@@ -433,7 +285,8 @@ class TestSettingsE2e : public QObject {
         CHECKED(run(moveTo(m_window.topLeft() + QPoint(ContentLeft + 4, 200))));
         QRect box;
         CHECKED(expectText(behaviourCard(), u"Open Tallowfern"_qs, u"the Settings tab"_qs, &box));
-        VERIFY_SCREEN(settle(tabArea()), u"the Settings tab never came to rest"_qs);
+        VERIFY_SCREEN(ScreenText::settle(*m_x, tabArea()),
+                      u"the Settings tab never came to rest"_qs);
     }
 
 private slots:
@@ -460,16 +313,8 @@ private slots:
     {
         if (m_app && QTest::currentTestFailed())
             qWarning().noquote() << "the app printed:\n" << m_app->output();
-        if (m_again) {
-            if (QTest::currentTestFailed())
-                qWarning().noquote() << "the app started again printed:\n"
-                                     << readFile(scratch() + u"/output-again.log"_qs);
-            QVERIFY2(m_again->state() == QProcess::Running, "the app quit on its own");
-            stopAgain();
-            m_again.reset();
-        } else if (m_app) {
+        if (m_app)
             QVERIFY2(m_app->isRunning(), "the app quit on its own");
-        }
         m_app.reset();
         m_x.reset();
         m_content = 0;

@@ -3,6 +3,7 @@
 #include "notch/Theme.h"
 #include "store/BoardStore.h"
 #include "support/BoardText.h"
+#include "support/QuickItems.h"
 #include "support/StoreFixture.h"
 
 #include <QDir>
@@ -17,6 +18,8 @@
 #include <memory>
 
 Q_IMPORT_QML_PLUGIN(TallowfernPlugin)
+
+using QuickItems::shown;
 
 namespace {
 
@@ -91,16 +94,6 @@ class TestNotchRootView : public QObject {
         return root()->findChild<QQuickItem *>(QString::fromLatin1(name));
     }
     [[nodiscard]] QRectF shapeRect() const { return root()->property("shapeRect").toRectF(); }
-
-    // Whether `target` can be seen: it and every item it sits in are visible and not faded out.
-    [[nodiscard]] static bool shown(const QQuickItem *target)
-    {
-        for (const QQuickItem *i = target; i; i = i->parentItem()) {
-            if (!i->isVisible() || i->opacity() <= 0)
-                return false;
-        }
-        return target != nullptr;
-    }
 
     void click(QQuickItem *target)
     {

@@ -13,7 +13,6 @@ Item {
     property string cardId: ""
     property var entries: []
     property int current: -1
-    readonly property bool open: layer.visible
 
     function popup(cardId: string, lane: LaneModel, item: Item, x: real, y: real,
                    fromKeyboard: bool) {

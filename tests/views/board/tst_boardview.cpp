@@ -3,6 +3,7 @@
 #include "notch/NotchModel.h"
 #include "store/BoardStore.h"
 #include "support/BoardText.h"
+#include "support/QuickItems.h"
 #include "support/StoreFixture.h"
 
 #include <QMimeData>
@@ -19,33 +20,12 @@
 
 Q_IMPORT_QML_PLUGIN(TallowfernPlugin)
 
+using QuickItems::centre;
+using QuickItems::collect;
+using QuickItems::findItem;
+using QuickItems::shown;
+
 namespace {
-
-// Searches the visual tree, where items made by views and repeaters are, depth first.
-QQuickItem *findItem(QQuickItem *from, const QString &name)
-{
-    if (!from)
-        return nullptr;
-    const QList<QQuickItem *> children = from->childItems();
-    for (QQuickItem *child : children) {
-        if (child->objectName() == name)
-            return child;
-    }
-    for (QQuickItem *child : children) {
-        if (QQuickItem *found = findItem(child, name))
-            return found;
-    }
-    return nullptr;
-}
-
-void collect(QQuickItem *from, QList<QQuickItem *> &into)
-{
-    const QList<QQuickItem *> children = from->childItems();
-    for (QQuickItem *child : children) {
-        into.append(child);
-        collect(child, into);
-    }
-}
 
 // Rows and menu entries that have gone linger until deferred deletes run.
 void dropStaleItems()
@@ -163,18 +143,6 @@ class TestBoardView : public QObject {
         return texts;
     }
 
-    [[nodiscard]] static bool shown(const QQuickItem *target)
-    {
-        for (const QQuickItem *i = target; i; i = i->parentItem()) {
-            if (!i->isVisible() || i->opacity() <= 0)
-                return false;
-        }
-        return target != nullptr;
-    }
-    [[nodiscard]] QPoint centre(QQuickItem *target) const
-    {
-        return target->mapToScene(QPointF(target->width() / 2, target->height() / 2)).toPoint();
-    }
     void click(QQuickItem *target, Qt::MouseButton button = Qt::LeftButton)
     {
         QVERIFY(target);

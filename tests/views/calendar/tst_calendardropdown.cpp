@@ -3,6 +3,7 @@
 #include "notch/Theme.h"
 #include "store/BoardStore.h"
 #include "support/BoardText.h"
+#include "support/QuickItems.h"
 #include "support/StoreFixture.h"
 
 #include <QLocale>
@@ -15,6 +16,10 @@
 #include <memory>
 
 Q_IMPORT_QML_PLUGIN(TallowfernPlugin)
+
+using QuickItems::centre;
+using QuickItems::findItem;
+using QuickItems::shown;
 
 namespace {
 
@@ -71,30 +76,10 @@ class TestCalendarDropdown : public QObject {
         load(u"calendar/CalendarDropdown.qml"_qs);
     }
 
-    // Repeaters' and loaders' items are not QObject children of the item they sit in: the search
-    // goes down the visual tree.
-    static QQuickItem *find(QQuickItem *from, const QString &name)
-    {
-        if (!from)
-            return nullptr;
-        if (from->objectName() == name)
-            return from;
-        const QList<QQuickItem *> children = from->childItems();
-        for (QQuickItem *child : children) {
-            if (QQuickItem *found = find(child, name))
-                return found;
-        }
-        return nullptr;
-    }
-
     [[nodiscard]] QQuickItem *root() const { return m_view->rootObject(); }
-    [[nodiscard]] QQuickItem *item(const QString &name) const { return find(root(), name); }
+    [[nodiscard]] QQuickItem *item(const QString &name) const { return findItem(root(), name); }
     [[nodiscard]] QQuickItem *day(const QString &key) const { return item(u"day-"_qs + key); }
 
-    [[nodiscard]] static QPoint centre(const QQuickItem *target)
-    {
-        return target->mapToScene(QPointF(target->width() / 2, target->height() / 2)).toPoint();
-    }
     void click(QQuickItem *target)
     {
         QVERIFY(target);
@@ -109,16 +94,6 @@ class TestCalendarDropdown : public QObject {
     [[nodiscard]] QString title() const
     {
         return item(u"monthTitle"_qs)->property("text").toString();
-    }
-
-    // Whether `target` can be seen: it and every item it sits in are visible and not faded out.
-    [[nodiscard]] static bool shown(const QQuickItem *target)
-    {
-        for (const QQuickItem *i = target; i; i = i->parentItem()) {
-            if (!i->isVisible() || i->opacity() <= 0)
-                return false;
-        }
-        return target != nullptr;
     }
 
 private slots:
@@ -231,7 +206,7 @@ private slots:
         QVERIFY(m_model->showCalendar());
         QVERIFY(!m_store->isViewingPast());
 
-        QQuickItem *tip = find(cell, u"toolTip"_qs);
+        QQuickItem *tip = findItem(cell, u"toolTip"_qs);
         QVERIFY(tip);
         hover(cell);
         QTRY_VERIFY_WITH_TIMEOUT(tip->property("showing").toBool(), 3000);
@@ -251,13 +226,13 @@ private slots:
             QCOMPARE(cell->property("toolTip").toString(), QString());
             hover(cell);
             QTest::qWait(toolTipMs);
-            QVERIFY(!find(cell, u"toolTip"_qs)->property("showing").toBool());
+            QVERIFY(!findItem(cell, u"toolTip"_qs)->property("showing").toBool());
             click(cell);
             QVERIFY(m_model->showCalendar());
             QVERIFY(!m_store->isViewingPast());
         }
-        QVERIFY(find(day(u"2025-03-10"_qs), u"boardDot"_qs)->isVisible());
-        QVERIFY(!find(day(u"2025-03-08"_qs), u"boardDot"_qs)->isVisible());
+        QVERIFY(findItem(day(u"2025-03-10"_qs), u"boardDot"_qs)->isVisible());
+        QVERIFY(!findItem(day(u"2025-03-08"_qs), u"boardDot"_qs)->isVisible());
     }
 
     void todayIsAlwaysEnabled()
@@ -285,7 +260,7 @@ private slots:
         load(u"calendar/CalendarDropdown.qml"_qs);
 
         const auto part = [&](const QString &key, const char *name) {
-            return find(day(key), QString::fromLatin1(name));
+            return findItem(day(key), QString::fromLatin1(name));
         };
         QQuickItem *shownBackground = part(u"2025-03-04"_qs, "background");
         QVERIFY(shownBackground && shownBackground->isVisible());
@@ -323,17 +298,17 @@ private slots:
         writeBoard(u"2025-03-04"_qs);
         start();
         QTRY_VERIFY(root()->hasActiveFocus());
-        QQuickItem *ring = find(day(u"2025-03-07"_qs), u"focusRing"_qs);
+        QQuickItem *ring = findItem(day(u"2025-03-07"_qs), u"focusRing"_qs);
         QVERIFY(!ring->isVisible());
         QTest::keyClick(m_view.get(), Qt::Key_Left);
-        QVERIFY(find(day(u"2025-03-06"_qs), u"focusRing"_qs)->isVisible());
+        QVERIFY(findItem(day(u"2025-03-06"_qs), u"focusRing"_qs)->isVisible());
         QTest::keyClick(m_view.get(), Qt::Key_Up);
         QCOMPARE(title(), u"February 2025"_qs);
         QTest::keyClick(m_view.get(), Qt::Key_Down);
         QCOMPARE(title(), u"March 2025"_qs);
         QTest::keyClick(m_view.get(), Qt::Key_Left);
         QTest::keyClick(m_view.get(), Qt::Key_Left);
-        QVERIFY(find(day(u"2025-03-04"_qs), u"focusRing"_qs)->isVisible());
+        QVERIFY(findItem(day(u"2025-03-04"_qs), u"focusRing"_qs)->isVisible());
         QTest::keyClick(m_view.get(), Qt::Key_Return);
         QVERIFY(!m_model->showCalendar());
         QCOMPARE(m_store->shownDay(), u"2025-03-04"_qs);

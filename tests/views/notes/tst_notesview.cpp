@@ -1,6 +1,7 @@
 #include "IconProvider.h"
 #include "notch/NotchModel.h"
 #include "store/BoardStore.h"
+#include "support/QuickItems.h"
 #include "support/StoreFixture.h"
 
 #include <QQmlEngine>
@@ -14,23 +15,8 @@
 
 Q_IMPORT_QML_PLUGIN(TallowfernPlugin)
 
-namespace {
-
-QQuickItem *findItem(QQuickItem *from, const QString &name)
-{
-    if (!from)
-        return nullptr;
-    const QList<QQuickItem *> children = from->childItems();
-    for (QQuickItem *child : children) {
-        if (child->objectName() == name)
-            return child;
-        if (QQuickItem *found = findItem(child, name))
-            return found;
-    }
-    return nullptr;
-}
-
-} // namespace
+using QuickItems::findItem;
+using QuickItems::shown;
 
 // The Notes tab in a real window over a store on a scratch vault.
 class TestNotesView : public QObject {
@@ -77,14 +63,6 @@ class TestNotesView : public QObject {
         return m_view->rootObject()->property("notes").value<QObject *>();
     }
     [[nodiscard]] QQuickItem *editor() const { return item(u"noteEditor"_qs); }
-    [[nodiscard]] static bool shown(const QQuickItem *target)
-    {
-        for (const QQuickItem *i = target; i; i = i->parentItem()) {
-            if (!i->isVisible() || i->opacity() <= 0)
-                return false;
-        }
-        return target != nullptr;
-    }
     void click(QQuickItem *target)
     {
         QVERIFY(target);

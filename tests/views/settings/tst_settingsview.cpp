@@ -6,6 +6,7 @@
 #include "notch/Shortcut.h"
 #include "platform/LaunchAtLogin.h"
 #include "store/BoardStore.h"
+#include "support/QuickItems.h"
 #include "support/StoreFixture.h"
 
 #include <QClipboard>
@@ -23,24 +24,11 @@
 
 Q_IMPORT_QML_PLUGIN(TallowfernPlugin)
 
-namespace {
+using QuickItems::centre;
+using QuickItems::findItem;
+using QuickItems::shown;
 
-// Searches the visual tree depth first.
-QQuickItem *findItem(QQuickItem *from, const QString &name)
-{
-    if (!from)
-        return nullptr;
-    const QList<QQuickItem *> children = from->childItems();
-    for (QQuickItem *child : children) {
-        if (child->objectName() == name)
-            return child;
-    }
-    for (QQuickItem *child : children) {
-        if (QQuickItem *found = findItem(child, name))
-            return found;
-    }
-    return nullptr;
-}
+namespace {
 
 // Longer than the switch's and the tab's animations.
 constexpr int settleMs = 500;
@@ -121,18 +109,6 @@ class TestSettingsView : public QObject {
     [[nodiscard]] static QString text(const QQuickItem *target)
     {
         return target ? target->property("text").toString() : u"(missing)"_qs;
-    }
-    [[nodiscard]] static bool shown(const QQuickItem *target)
-    {
-        for (const QQuickItem *i = target; i; i = i->parentItem()) {
-            if (!i->isVisible() || i->opacity() <= 0)
-                return false;
-        }
-        return target != nullptr;
-    }
-    [[nodiscard]] QPoint centre(QQuickItem *target) const
-    {
-        return target->mapToScene(QPointF(target->width() / 2, target->height() / 2)).toPoint();
     }
     void click(QQuickItem *target)
     {
