@@ -54,10 +54,18 @@ QString ScreenText::describe(const QList<Word> &words)
 
 QList<Word> ScreenText::read(const XServer &x, const QRect &area)
 {
+    QList<Word> words = read(x.grab(area), x.scratch());
+    for (Word &word : words)
+        word.box.translate(area.topLeft());
+    return words;
+}
+
+QList<Word> ScreenText::read(const QImage &picture, const QString &scratch)
+{
     // Tesseract reads dark text on white best, larger than the panel draws it, with a margin.
     constexpr int Scale = 3;
     constexpr int Margin = 20;
-    QImage image = x.grab(area).convertToFormat(QImage::Format_Grayscale8);
+    QImage image = picture.convertToFormat(QImage::Format_Grayscale8);
     image.invertPixels();
     image = image.scaled(image.size() * Scale, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
     QImage page(image.size() + QSize(2 * Margin, 2 * Margin), QImage::Format_Grayscale8);
@@ -66,7 +74,7 @@ QList<Word> ScreenText::read(const XServer &x, const QRect &area)
         std::memcpy(page.scanLine(y + Margin) + Margin, image.constScanLine(y),
                     size_t(image.width()));
     }
-    const QString path = QDir(x.scratch()).filePath(u"words.png"_qs);
+    const QString path = QDir(scratch).filePath(u"words.png"_qs);
     page.save(path);
     QProcess tesseract;
     tesseract.start(u"tesseract"_qs,
@@ -83,10 +91,9 @@ QList<Word> ScreenText::read(const XServer &x, const QRect &area)
         const QString text = QString::fromUtf8(fields.at(11)).trimmed();
         if (text.isEmpty())
             continue;
-        const QRect box((fields.at(6).toInt() - Margin) / Scale + area.x(),
-                        (fields.at(7).toInt() - Margin) / Scale + area.y(),
-                        qMax(1, fields.at(8).toInt() / Scale),
-                        qMax(1, fields.at(9).toInt() / Scale));
+        const QRect box(
+            (fields.at(6).toInt() - Margin) / Scale, (fields.at(7).toInt() - Margin) / Scale,
+            qMax(1, fields.at(8).toInt() / Scale), qMax(1, fields.at(9).toInt() / Scale));
         // Block, paragraph and line together name a line of text.
         const int line =
             fields.at(2).toInt() * 10000 + fields.at(3).toInt() * 100 + fields.at(4).toInt();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QImage>
 #include <QList>
 #include <QRect>
 #include <QString>
@@ -11,7 +12,7 @@ class XServer;
 // One word tesseract read on the screen.
 struct Word {
     QString text;
-    QRect box; // in root coordinates
+    QRect box; // in root coordinates, or the picture's
     int line = 0;
 };
 
@@ -31,6 +32,8 @@ public:
 
     // What tesseract reads in an area of light text on a dark panel: each word with its box.
     [[nodiscard]] static QList<Word> read(const XServer &x, const QRect &area);
+    // The same in a picture, with boxes in its coordinates; `scratch` is a folder to work in.
+    [[nodiscard]] static QList<Word> read(const QImage &picture, const QString &scratch);
     // Waits until an area stops changing, save for a blinking text cursor.
     static bool settle(const XServer &x, const QRect &area, int timeoutMs = 3000);
 };
