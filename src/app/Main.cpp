@@ -1,10 +1,31 @@
 #include "Main.h"
 
 #include "AppDelegate.h"
+#include "RemoteControl.h"
+#include "RunningInstance.h"
 #include "SelfTest.h"
 #include "Snapshot.h"
+#include "notch/NotchController.h"
+#include "platform/LaunchAtLogin.h"
 
 #include <QApplication>
+
+#include <cstdio>
+
+namespace {
+
+// The exit status of a start that found Tallowfern already running.
+int handOver(const QDBusConnection &bus)
+{
+    if (const auto error = RunningInstance::handOver(bus)) {
+        std::fprintf(stderr, "Tallowfern is already running but did not answer: %s\n",
+                     qPrintable(*error));
+        return 1;
+    }
+    return 0;
+}
+
+} // namespace
 
 Main::Choice Main::choose(const QStringList &arguments)
 {
@@ -47,10 +68,19 @@ int Main::exec(int argc, char **argv, const std::function<bool()> &selfTest)
 
     QApplication::setApplicationName(u"Tallowfern"_qs);
     QApplication::setOrganizationName(u"Tallowfern"_qs);
-    QApplication::setDesktopFileName(u"tallowfern"_qs);
+    QApplication::setDesktopFileName(LaunchAtLogin::appId.toString());
     QApplication app(argc, argv);
     // A resident utility: closing a dialog must never end it.
     QApplication::setQuitOnLastWindowClosed(false);
+
+    const QDBusConnection bus = QDBusConnection::sessionBus();
+    if (RunningInstance::exists(bus))
+        return handOver(bus);
     AppDelegate delegate;
+    RemoteControl remote(delegate.controller()->behavior(), delegate.controller()->model(),
+                         delegate.store());
+    // Another start may have won the name while this one was setting up.
+    if (remote.publish(bus) == RemoteControl::Claim::Taken)
+        return handOver(bus);
     return QApplication::exec();
 }

@@ -83,7 +83,7 @@ QString TallowfernProcess::restart()
     return launch(QIODevice::Append);
 }
 
-QString TallowfernProcess::launch(QIODevice::OpenMode output)
+QProcessEnvironment TallowfernProcess::environment() const
 {
     QProcessEnvironment environment = m_server.clientEnvironment();
     environment.insert(u"HOME"_qs, path(u"home"_qs));
@@ -94,8 +94,17 @@ QString TallowfernProcess::launch(QIODevice::OpenMode output)
     environment.insert(u"XDG_RUNTIME_DIR"_qs, path(u"runtime"_qs));
     environment.insert(u"TALLOWFERN_VAULT"_qs, path(u"vault"_qs));
     environment.insert(u"QT_QPA_PLATFORM"_qs, u"xcb"_qs);
-    // A session bus that is not there: the app must not put its tray icon on the user's desktop.
-    environment.insert(u"DBUS_SESSION_BUS_ADDRESS"_qs, u"unix:path="_qs + path(u"no-bus"_qs));
+    // Without a bus of the test's, one that is not there: the app must not put its tray icon on
+    // the user's desktop.
+    environment.insert(u"DBUS_SESSION_BUS_ADDRESS"_qs, m_sessionBus.isEmpty()
+                                                           ? u"unix:path="_qs + path(u"no-bus"_qs)
+                                                           : m_sessionBus);
+    return environment;
+}
+
+QString TallowfernProcess::launch(QIODevice::OpenMode output)
+{
+    const QProcessEnvironment environment = this->environment();
     m_process.setProcessEnvironment(environment);
     m_process.setWorkingDirectory(path(u"home"_qs));
     m_process.setProcessChannelMode(QProcess::MergedChannels);

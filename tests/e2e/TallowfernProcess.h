@@ -21,6 +21,11 @@ public:
     // Today's board (by local date) with these open cards; call before start().
     void writeTodayBoard(const QStringList &toDo, const QStringList &doing,
                          const QStringList &done = {});
+    // The session bus the app talks to; by default one that is not there, so that nothing reaches
+    // the user's desktop. Call before start().
+    void setSessionBus(const QString &address) { m_sessionBus = address; }
+    // What the app is started with: the server's display, the scratch folders and the bus.
+    [[nodiscard]] QProcessEnvironment environment() const;
     // An empty string on success, otherwise what went wrong.
     [[nodiscard]] QString start();
     // Quits and starts again with the same home, config and vault, keeping the settings the app
@@ -30,6 +35,7 @@ public:
     // The scratch folder holding home, config, state and vault.
     [[nodiscard]] QString root() const { return m_dir.path(); }
     [[nodiscard]] bool isRunning() const { return m_process.state() == QProcess::Running; }
+    [[nodiscard]] qint64 processId() const { return m_process.processId(); }
     // Everything it printed so far.
     [[nodiscard]] QString output() const;
 
@@ -40,4 +46,5 @@ private:
     const XServer &m_server;
     QTemporaryDir m_dir;
     QProcess m_process;
+    QString m_sessionBus;
 };

@@ -1,0 +1,301 @@
+#include "TallowfernProcess.h"
+#include "XServer.h"
+#include "model/Board.h"
+
+#include <QDBusConnection>
+#include <QDBusConnectionInterface>
+#include <QDBusMessage>
+#include <QDBusReply>
+#include <QDBusVariant>
+#include <QDate>
+#include <QDir>
+#include <QFile>
+#include <QProcess>
+#include <QTemporaryDir>
+#include <QTest>
+
+#include <memory>
+#include <signal.h>
+
+// The panel driven over a private session bus, as a desktop's shortcut settings or a script would:
+// tasks added and found in today's file, the panel opened and closed, a second start handing over
+// to the first, and the app started by the bus itself.
+namespace {
+
+const QString Service = u"io.tallowfern.Tallowfern"_qs;
+const QString Path = u"/io/tallowfern/Tallowfern"_qs;
+const QString Interface = u"io.tallowfern.Tallowfern"_qs;
+
+// Inside the open panel's body, which covers the white root only while it is open.
+const QPoint InOpenPanel{XServer::Width / 2, 200};
+
+bool isBlack(QRgb colour)
+{
+    return qRed(colour) <= 24 && qGreen(colour) <= 24 && qBlue(colour) <= 24;
+}
+
+QByteArray contentOf(const QString &path)
+{
+    QFile file(path);
+    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+QStringList toDo(const QString &boardPath)
+{
+    QStringList texts;
+    for (const Card &card :
+         Board::parse(QString::fromUtf8(contentOf(boardPath))).cards(LaneKind::Todo))
+        texts.append(card.text());
+    return texts;
+}
+
+} // namespace
+
+class DBusE2eTest : public QObject {
+    Q_OBJECT
+
+private slots:
+    void initTestCase();
+    void init();
+    void cleanup();
+    void cleanupTestCase();
+
+    void addedTaskLandsAtTheEndOfTodaysToDo();
+    void blankTaskIsRefusedWithAReason();
+    void unsavableTaskIsReported();
+    void openCloseAndToggleDriveThePanel();
+    void secondStartHandsOverAndExits();
+    void callingTheNameStartsTheApp();
+
+public slots:
+    void propertiesChanged(const QString &interface, const QVariantMap &changed,
+                           const QStringList &invalidated);
+
+private:
+    [[nodiscard]] QDBusMessage call(const QString &method, const QVariantList &arguments = {});
+    [[nodiscard]] bool isOpen();
+    [[nodiscard]] qint64 ownerPid();
+    [[nodiscard]] QString todayPath() const;
+
+    XServer m_x;
+    QTemporaryDir m_busDir;
+    QProcess m_bus;
+    QString m_address;
+    std::unique_ptr<TallowfernProcess> m_app;
+    QList<bool> m_announced;
+};
+
+void DBusE2eTest::initTestCase()
+{
+    const QString error = m_x.start(false);
+    QVERIFY2(error.isEmpty(), qPrintable(error));
+    QVERIFY(m_busDir.isValid());
+
+    // A bus of the test's own, which starts services from a folder of the test's own.
+    QDir(m_busDir.path()).mkpath(u"services"_qs);
+    m_address = u"unix:path="_qs + m_busDir.filePath(u"bus"_qs);
+    const QByteArray config =
+        "<!DOCTYPE busconfig PUBLIC \"-//freedesktop//DTD D-Bus Bus Configuration 1.0//EN\"\n"
+        " \"http://www.freedesktop.org/standards/dbus/1.0/busconfig.dtd\">\n"
+        "<busconfig><type>session</type><listen>" +
+        m_address.toUtf8() + "</listen><auth>EXTERNAL</auth><servicedir>" +
+        m_busDir.filePath(u"services"_qs).toUtf8() +
+        "</servicedir><policy context=\"default\"><allow send_destination=\"*\" "
+        "eavesdrop=\"true\"/>"
+        "<allow eavesdrop=\"true\"/><allow own=\"*\"/></policy></busconfig>\n";
+    QFile file(m_busDir.filePath(u"bus.conf"_qs));
+    QVERIFY(file.open(QIODevice::WriteOnly));
+    file.write(config);
+    file.close();
+}
+
+void DBusE2eTest::init()
+{
+    m_app = std::make_unique<TallowfernProcess>(m_x);
+    m_app->setSessionBus(m_address);
+    // The bus starts what it activates with its own environment: the app's.
+    m_bus.setProcessEnvironment(m_app->environment());
+    m_bus.setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    m_bus.start(u"dbus-daemon"_qs,
+                {u"--nofork"_qs, u"--config-file="_qs + m_busDir.filePath(u"bus.conf"_qs)});
+    QVERIFY(m_bus.waitForStarted());
+    QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(m_busDir.filePath(u"bus"_qs)), 10000);
+    QDBusConnection bus = QDBusConnection::connectToBus(m_address, u"test"_qs);
+    QVERIFY2(bus.isConnected(), qPrintable(bus.lastError().message()));
+    m_announced.clear();
+    bus.connect(Service, Path, u"org.freedesktop.DBus.Properties"_qs, u"PropertiesChanged"_qs, this,
+                SLOT(propertiesChanged(QString, QVariantMap, QStringList)));
+}
+
+void DBusE2eTest::cleanup()
+{
+    QDBusConnection::disconnectFromBus(u"test"_qs);
+    m_app.reset();
+    m_bus.terminate();
+    m_bus.waitForFinished();
+    QFile::remove(m_busDir.filePath(u"bus"_qs));
+}
+
+void DBusE2eTest::cleanupTestCase()
+{
+    m_x.stop();
+}
+
+void DBusE2eTest::propertiesChanged(const QString &interface, const QVariantMap &changed,
+                                    const QStringList &)
+{
+    if (interface == Interface && changed.contains(u"IsOpen"_qs))
+        m_announced.append(changed.value(u"IsOpen"_qs).toBool());
+}
+
+QDBusMessage DBusE2eTest::call(const QString &method, const QVariantList &arguments)
+{
+    QDBusMessage message = QDBusMessage::createMethodCall(Service, Path, Interface, method);
+    message.setArguments(arguments);
+    return QDBusConnection(u"test"_qs).call(message, QDBus::Block, 20000);
+}
+
+bool DBusE2eTest::isOpen()
+{
+    QDBusMessage message = QDBusMessage::createMethodCall(
+        Service, Path, u"org.freedesktop.DBus.Properties"_qs, u"Get"_qs);
+    message.setArguments({Interface, u"IsOpen"_qs});
+    const QDBusReply<QDBusVariant> reply = QDBusConnection(u"test"_qs).call(message);
+    return reply.isValid() && reply.value().variant().toBool();
+}
+
+qint64 DBusE2eTest::ownerPid()
+{
+    const QDBusReply<uint> pid = QDBusConnection(u"test"_qs).interface()->servicePid(Service);
+    return pid.isValid() ? static_cast<qint64>(pid.value()) : -1;
+}
+
+QString DBusE2eTest::todayPath() const
+{
+    return m_app->boardPath(QDate::currentDate());
+}
+
+void DBusE2eTest::addedTaskLandsAtTheEndOfTodaysToDo()
+{
+    m_app->writeTodayBoard({u"Water the plants"_qs}, {});
+    QCOMPARE(m_app->start(), QString());
+    QTRY_COMPARE_WITH_TIMEOUT(ownerPid(), m_app->processId(), 10000);
+
+    QCOMPARE(call(u"AddTask"_qs, {u"Call the bank"_qs}).type(), QDBusMessage::ReplyMessage);
+    QCOMPARE(toDo(todayPath()), QStringList({u"Water the plants"_qs, u"Call the bank"_qs}));
+    // Pasted lines stay one task.
+    QCOMPARE(call(u"AddTask"_qs, {u"Pay\nrent"_qs}).type(), QDBusMessage::ReplyMessage);
+    QCOMPARE(toDo(todayPath()),
+             QStringList({u"Water the plants"_qs, u"Call the bank"_qs, u"Pay rent"_qs}));
+    // Adding opens nothing.
+    QVERIFY(!isOpen());
+}
+
+void DBusE2eTest::blankTaskIsRefusedWithAReason()
+{
+    m_app->writeTodayBoard({u"Water the plants"_qs}, {});
+    QCOMPARE(m_app->start(), QString());
+    QTRY_COMPARE_WITH_TIMEOUT(ownerPid(), m_app->processId(), 10000);
+    const QByteArray before = contentOf(todayPath());
+
+    for (const QString &blank : {QString(), u"   "_qs, u"\n\t"_qs}) {
+        const QDBusMessage reply = call(u"AddTask"_qs, {blank});
+        QCOMPARE(reply.type(), QDBusMessage::ErrorMessage);
+        QCOMPARE(reply.errorName(), u"org.freedesktop.DBus.Error.InvalidArgs"_qs);
+        QCOMPARE(reply.errorMessage(), u"A task needs some text."_qs);
+    }
+    QCOMPARE(contentOf(todayPath()), before);
+}
+
+void DBusE2eTest::unsavableTaskIsReported()
+{
+    m_app->writeTodayBoard({u"Water the plants"_qs}, {});
+    QCOMPARE(m_app->start(), QString());
+    QTRY_COMPARE_WITH_TIMEOUT(ownerPid(), m_app->processId(), 10000);
+
+    // The boards folder turns into a file: nothing can be saved there, even by root.
+    const QString boards = QFileInfo(todayPath()).path();
+    QVERIFY(QDir(boards).removeRecursively());
+    QFile blocker(boards);
+    QVERIFY(blocker.open(QIODevice::WriteOnly));
+    blocker.write("not a folder");
+    blocker.close();
+
+    const QDBusMessage reply = call(u"AddTask"_qs, {u"Call the bank"_qs});
+    QCOMPARE(reply.type(), QDBusMessage::ErrorMessage);
+    QCOMPARE(reply.errorName(), u"org.freedesktop.DBus.Error.Failed"_qs);
+    QVERIFY2(reply.errorMessage().startsWith(u"Couldn't save board: "_qs),
+             qPrintable(reply.errorMessage()));
+    QCOMPARE(contentOf(boards), QByteArray("not a folder"));
+}
+
+void DBusE2eTest::openCloseAndToggleDriveThePanel()
+{
+    QCOMPARE(m_app->start(), QString());
+    QTRY_COMPARE_WITH_TIMEOUT(ownerPid(), m_app->processId(), 10000);
+    QVERIFY(!isOpen());
+    QVERIFY(!isBlack(m_x.pixel(InOpenPanel.x(), InOpenPanel.y())));
+
+    QCOMPARE(call(u"Open"_qs).type(), QDBusMessage::ReplyMessage);
+    QVERIFY(isOpen());
+    QTRY_VERIFY_WITH_TIMEOUT(isBlack(m_x.pixel(InOpenPanel.x(), InOpenPanel.y())), 5000);
+    QTRY_COMPARE_WITH_TIMEOUT(m_announced, QList<bool>{true}, 5000);
+
+    QCOMPARE(call(u"Close"_qs).type(), QDBusMessage::ReplyMessage);
+    QVERIFY(!isOpen());
+    QTRY_VERIFY_WITH_TIMEOUT(!isBlack(m_x.pixel(InOpenPanel.x(), InOpenPanel.y())), 5000);
+    QTRY_COMPARE_WITH_TIMEOUT(m_announced, QList<bool>({true, false}), 5000);
+
+    // Like the shortcut: opens pinned, then closes.
+    QCOMPARE(call(u"Toggle"_qs).type(), QDBusMessage::ReplyMessage);
+    QVERIFY(isOpen());
+    QCOMPARE(call(u"Toggle"_qs).type(), QDBusMessage::ReplyMessage);
+    QVERIFY(!isOpen());
+}
+
+void DBusE2eTest::secondStartHandsOverAndExits()
+{
+    QCOMPARE(m_app->start(), QString());
+    QTRY_COMPARE_WITH_TIMEOUT(ownerPid(), m_app->processId(), 10000);
+    QVERIFY(!isOpen());
+
+    QProcess second;
+    second.setProcessEnvironment(m_app->environment());
+    second.setProcessChannelMode(QProcess::MergedChannels);
+    second.start(QStringLiteral(TALLOWFERN_BINARY), {});
+    QVERIFY(second.waitForFinished(20000));
+    QCOMPARE(second.exitStatus(), QProcess::NormalExit);
+    QVERIFY2(second.exitCode() == 0, second.readAll().constData());
+
+    // The first one is still the app, and it opened its panel for the second start.
+    QVERIFY(m_app->isRunning());
+    QCOMPARE(ownerPid(), m_app->processId());
+    QVERIFY(isOpen());
+    QTRY_VERIFY_WITH_TIMEOUT(isBlack(m_x.pixel(InOpenPanel.x(), InOpenPanel.y())), 5000);
+}
+
+void DBusE2eTest::callingTheNameStartsTheApp()
+{
+    // Installed, the app's service file lets the bus start it on the first call.
+    QFile service(m_busDir.filePath(u"services/io.tallowfern.Tallowfern.service"_qs));
+    QVERIFY(service.open(QIODevice::WriteOnly));
+    service.write("[D-BUS Service]\nName=io.tallowfern.Tallowfern\nExec=" TALLOWFERN_BINARY "\n");
+    service.close();
+    m_app->writeTodayBoard({}, {});
+    QVERIFY(m_app->start().isEmpty());
+    m_app->stop();
+    QCOMPARE(ownerPid(), -1);
+
+    const QDBusMessage reply = call(u"AddTask"_qs, {u"Started by the bus"_qs});
+    QVERIFY2(reply.type() == QDBusMessage::ReplyMessage, qPrintable(reply.errorMessage()));
+    QCOMPARE(toDo(todayPath()), QStringList{u"Started by the bus"_qs});
+
+    const qint64 pid = ownerPid();
+    QVERIFY(pid > 0);
+    ::kill(static_cast<pid_t>(pid), SIGTERM);
+    QTRY_COMPARE_WITH_TIMEOUT(ownerPid(), -1, 10000);
+    QFile::remove(service.fileName());
+}
+
+QTEST_GUILESS_MAIN(DBusE2eTest)
+#include "tst_dbus_e2e.moc"
