@@ -36,6 +36,8 @@ private slots:
         QVERIFY(text.startsWith("[Desktop Entry]\n"));
         QVERIFY(text.contains("\nType=Application\n"));
         QVERIFY(text.contains("\nExec=/usr/bin/tallowfern\n"));
+        // The icon the package installs into the theme.
+        QVERIFY(text.contains("\nIcon=io.tallowfern.Tallowfern\n"));
         QCOMPARE(LaunchAtLogin::setEnabled(false, QString()), std::nullopt);
         QVERIFY(!QFileInfo::exists(entry()));
         QVERIFY(!LaunchAtLogin::isEnabled());

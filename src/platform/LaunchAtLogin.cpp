@@ -71,7 +71,7 @@ QByteArray LaunchAtLogin::entryText(const QString &program)
            "Exec=" +
            quotedExec(program).toUtf8() +
            "\n"
-           "Icon=tallowfern\n"
+           "Icon=io.tallowfern.Tallowfern\n"
            "Terminal=false\n"
            "X-GNOME-Autostart-enabled=true\n";
 }
