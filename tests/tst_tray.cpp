@@ -1,4 +1,5 @@
 #include "support/StoreFixture.h"
+#include "support/TrayMenu.h"
 
 #include <QDBusArgument>
 #include <QDBusConnection>
@@ -9,97 +10,17 @@
 #include <QProcess>
 #include <QTest>
 
-// The desktop's side of the tray: it accepts the app's StatusNotifierItem on a private session
-// bus, as a panel would.
-class FakeWatcher : public QObject, protected QDBusContext {
-    Q_OBJECT
-    Q_CLASSINFO("D-Bus Interface", "org.kde.StatusNotifierWatcher")
-    Q_PROPERTY(bool IsStatusNotifierHostRegistered READ hostRegistered)
-    Q_PROPERTY(int ProtocolVersion READ protocolVersion)
-    Q_PROPERTY(QStringList RegisteredStatusNotifierItems READ items)
-
-public:
-    QString itemService;
-
-    [[nodiscard]] bool hostRegistered() const { return true; }
-    [[nodiscard]] int protocolVersion() const { return 0; }
-    [[nodiscard]] QStringList items() const
-    {
-        return itemService.isEmpty() ? QStringList() : QStringList{itemService};
-    }
-
-public slots:
-    void RegisterStatusNotifierItem(const QString &service)
-    {
-        itemService = service.startsWith(u'/') ? message().service() : service;
-    }
-    void RegisterStatusNotifierHost(const QString &) {}
-
-signals:
-    void StatusNotifierItemRegistered(const QString &service);
-    void StatusNotifierHostRegistered();
-};
-
-namespace {
-
-struct MenuItem {
-    int id = 0;
-    QVariantMap properties;
-};
-
-void readLayout(const QDBusArgument &argument, QList<MenuItem> &items)
-{
-    MenuItem item;
-    argument.beginStructure();
-    argument >> item.id >> item.properties;
-    argument.beginArray();
-    QList<QDBusVariant> children;
-    while (!argument.atEnd()) {
-        QDBusVariant child;
-        argument >> child;
-        children.append(child);
-    }
-    argument.endArray();
-    argument.endStructure();
-    if (item.id != 0)
-        items.append(item);
-    for (const QDBusVariant &child : children)
-        readLayout(child.variant().value<QDBusArgument>(), items);
-}
-
-} // namespace
-
 class TestTray : public QObject {
     Q_OBJECT
 
     FakeWatcher m_watcher;
 
-    QList<MenuItem> menu()
-    {
-        QDBusMessage call = QDBusMessage::createMethodCall(
-            m_watcher.itemService, u"/MenuBar"_qs, u"com.canonical.dbusmenu"_qs, u"GetLayout"_qs);
-        call << 0 << -1 << QStringList();
-        const QDBusMessage reply = QDBusConnection::sessionBus().call(call);
-        QList<MenuItem> items;
-        if (reply.type() == QDBusMessage::ReplyMessage && reply.arguments().size() == 2)
-            readLayout(reply.arguments().at(1).value<QDBusArgument>(), items);
-        return items;
-    }
+    QList<MenuItem> menu() { return TrayMenu::items(m_watcher.itemService); }
     static MenuItem find(const QList<MenuItem> &items, const QString &label)
     {
-        for (const MenuItem &item : items) {
-            if (item.properties.value(u"label"_qs).toString() == label)
-                return item;
-        }
-        return {};
+        return TrayMenu::find(items, label);
     }
-    void click(int id)
-    {
-        QDBusMessage event = QDBusMessage::createMethodCall(
-            m_watcher.itemService, u"/MenuBar"_qs, u"com.canonical.dbusmenu"_qs, u"Event"_qs);
-        event << id << u"clicked"_qs << QVariant::fromValue(QDBusVariant(0)) << uint(0);
-        QDBusConnection::sessionBus().call(event);
-    }
+    void click(int id) { TrayMenu::click(m_watcher.itemService, id); }
 
 private slots:
     void initTestCase()

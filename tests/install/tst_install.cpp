@@ -2,6 +2,8 @@
 // package CPack makes of them, and, as root, that package installed on this machine, started from
 // the application menu and again at login.
 
+#include "support/TrayMenu.h"
+
 #include <QDBusArgument>
 #include <QDBusConnection>
 #include <QDBusContext>
@@ -27,37 +29,6 @@
 #include <csignal>
 #include <sys/types.h>
 #include <unistd.h>
-
-// The desktop's side of the tray: it accepts the app's StatusNotifierItem on the private session
-// bus the test runs on, as a panel would.
-class FakeWatcher : public QObject, protected QDBusContext {
-    Q_OBJECT
-    Q_CLASSINFO("D-Bus Interface", "org.kde.StatusNotifierWatcher")
-    Q_PROPERTY(bool IsStatusNotifierHostRegistered READ hostRegistered)
-    Q_PROPERTY(int ProtocolVersion READ protocolVersion)
-    Q_PROPERTY(QStringList RegisteredStatusNotifierItems READ items)
-
-public:
-    QString itemService;
-
-    [[nodiscard]] bool hostRegistered() const { return true; }
-    [[nodiscard]] int protocolVersion() const { return 0; }
-    [[nodiscard]] QStringList items() const
-    {
-        return itemService.isEmpty() ? QStringList() : QStringList{itemService};
-    }
-
-public slots:
-    void RegisterStatusNotifierItem(const QString &service)
-    {
-        itemService = service.startsWith(u'/') ? message().service() : service;
-    }
-    void RegisterStatusNotifierHost(const QString &) {}
-
-signals:
-    void StatusNotifierItemRegistered(const QString &service);
-    void StatusNotifierHostRegistered();
-};
 
 namespace {
 
@@ -311,31 +282,6 @@ private:
     QTemporaryDir m_dir;
 };
 
-struct MenuItem {
-    int id = 0;
-    QVariantMap properties;
-};
-
-void readLayout(const QDBusArgument &argument, QList<MenuItem> &items)
-{
-    MenuItem item;
-    argument.beginStructure();
-    argument >> item.id >> item.properties;
-    argument.beginArray();
-    QList<QDBusVariant> children;
-    while (!argument.atEnd()) {
-        QDBusVariant child;
-        argument >> child;
-        children.append(child);
-    }
-    argument.endArray();
-    argument.endStructure();
-    if (item.id != 0)
-        items.append(item);
-    for (const QDBusVariant &child : children)
-        readLayout(child.variant().value<QDBusArgument>(), items);
-}
-
 } // namespace
 
 class TestInstall : public QObject {
@@ -353,32 +299,11 @@ class TestInstall : public QObject {
         return QDir::cleanPath(m_work.filePath(u"root/"_qs + relative));
     }
 
-    QList<MenuItem> trayMenu()
-    {
-        QDBusMessage call = QDBusMessage::createMethodCall(
-            m_watcher.itemService, u"/MenuBar"_qs, u"com.canonical.dbusmenu"_qs, u"GetLayout"_qs);
-        call << 0 << -1 << QStringList();
-        const QDBusMessage reply = QDBusConnection::sessionBus().call(call);
-        QList<MenuItem> items;
-        if (reply.type() == QDBusMessage::ReplyMessage && reply.arguments().size() == 2)
-            readLayout(reply.arguments().at(1).value<QDBusArgument>(), items);
-        return items;
-    }
     int trayItem(const QString &label)
     {
-        for (const MenuItem &item : trayMenu()) {
-            if (item.properties.value(u"label"_qs).toString() == label)
-                return item.id;
-        }
-        return 0;
+        return TrayMenu::find(TrayMenu::items(m_watcher.itemService), label).id;
     }
-    void click(int id)
-    {
-        QDBusMessage event = QDBusMessage::createMethodCall(
-            m_watcher.itemService, u"/MenuBar"_qs, u"com.canonical.dbusmenu"_qs, u"Event"_qs);
-        event << id << u"clicked"_qs << QVariant::fromValue(QDBusVariant(0)) << uint(0);
-        QDBusConnection::sessionBus().call(event);
-    }
+    void click(int id) { TrayMenu::click(m_watcher.itemService, id); }
 
     // The one running instance of `binary` started for `user`, if there is exactly one.
     Instance instanceOf(const User &user, const QString &binary = installedBinary)
