@@ -5,6 +5,7 @@
 #include <QDate>
 #include <QDir>
 #include <QFile>
+#include <QTest>
 
 namespace {
 
@@ -124,6 +125,29 @@ void TallowfernProcess::stop()
         m_process.kill();
         m_process.waitForFinished(5000);
     }
+}
+
+xcb_window_t TallowfernProcess::waitForPanel(int timeoutMs) const
+{
+    xcb_window_t content = 0;
+    const bool mapped = waitFor(
+        [&] {
+            content = m_server.findWindow(u"Tallowfern"_qs);
+            return content != 0 && m_server.findWindow(u"Tallowfern Sensor"_qs) != 0;
+        },
+        timeoutMs);
+    return mapped ? content : 0;
+}
+
+void TallowfernProcess::finish(std::unique_ptr<TallowfernProcess> &app)
+{
+    if (!app)
+        return;
+    if (QTest::currentTestFailed())
+        qWarning().noquote() << "the app printed:\n" << app->output();
+    const bool running = app->isRunning();
+    app.reset();
+    QVERIFY2(running, "the app quit on its own");
 }
 
 QString TallowfernProcess::output() const

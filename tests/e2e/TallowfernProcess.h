@@ -5,6 +5,10 @@
 #include <QStringList>
 #include <QTemporaryDir>
 
+#include <xcb/xcb.h>
+
+#include <memory>
+
 class XServer;
 
 // The real binary on a private X server, with a scratch home, config, state and vault, set up so
@@ -36,6 +40,12 @@ public:
     [[nodiscard]] QString root() const { return m_dir.path(); }
     [[nodiscard]] bool isRunning() const { return m_process.state() == QProcess::Running; }
     [[nodiscard]] qint64 processId() const { return m_process.processId(); }
+    // Waits until the panel's two windows are mapped; the content window, or 0 when they never
+    // were.
+    [[nodiscard]] xcb_window_t waitForPanel(int timeoutMs = 15000) const;
+    // At the end of a test: what the app printed when the test failed, a check that it did not
+    // quit on its own, and then it is stopped.
+    static void finish(std::unique_ptr<TallowfernProcess> &app);
     // Everything it printed so far.
     [[nodiscard]] QString output() const;
 

@@ -472,6 +472,12 @@ void XServer::setInputFocus(xcb_window_t window) const
     xcb_flush(m_connection);
 }
 
+QStringList XServer::moveTo(QPoint point, const QStringList &then)
+{
+    return QStringList{u"mousemove"_qs, QString::number(point.x()), QString::number(point.y())} +
+           then;
+}
+
 bool XServer::xdotool(const QStringList &arguments, QString *error) const
 {
     QProcess process;

@@ -61,6 +61,8 @@ public:
 
     // Runs xdotool against this display; false (with its output in `error`) when it fails.
     bool xdotool(const QStringList &arguments, QString *error = nullptr) const;
+    // xdotool steps that move the pointer to `point`, followed by `then`.
+    [[nodiscard]] static QStringList moveTo(QPoint point, const QStringList &then = {});
 
     // Drains the event queue, counting the button presses that reached `window`.
     int takeButtonPresses(xcb_window_t window);

@@ -1,4 +1,5 @@
 #include "Checks.h"
+#include "PanelScreen.h"
 #include "ScreenText.h"
 #include "TallowfernProcess.h"
 #include "XServer.h"
@@ -22,12 +23,8 @@
 // what only the screen shows, from tesseract's reading of a screenshot.
 namespace {
 
-// The open panel's layout inside its window, as the views lay it out: the open shape is 780 wide,
-// centred in the 860 wide window, and its content sits 32 in from the shape's sides.
-constexpr int ContentLeft = (860 - 780) / 2 + 32;
-constexpr int ContentWidth = 780 - 64;
-constexpr int HeaderHeight = 40;
-constexpr int TabGap = 10;
+using namespace PanelLayout;
+
 // The banner shown while an earlier day is looked at, with its gap.
 constexpr int PastBannerHeight = 40 + 10;
 constexpr int LaneSpacing = 10;
@@ -42,18 +39,7 @@ constexpr int CardSpacing = 4;
 // advance button that shows on its right under the pointer.
 constexpr int CardTextOffset = 60;
 
-constexpr QPoint FarAway{960, 900};
-
 enum Lane { ToDo = 0, Doing = 1, Done = 2 };
-
-bool isBlack(QRgb colour)
-{
-    return qRed(colour) <= 24 && qGreen(colour) <= 24 && qBlue(colour) <= 24;
-}
-bool isBackground(QRgb colour)
-{
-    return qRed(colour) >= 232 && qGreen(colour) >= 232 && qBlue(colour) >= 232;
-}
 
 // A board as the app writes it: the Done lane is marked complete and its cards ticked.
 QByteArray boardMarkdown(const QStringList &toDo, const QStringList &doing, const QStringList &done)
@@ -159,19 +145,7 @@ class TestBoardE2e : public QObject {
     }
 
     [[nodiscard]] QRgb at(QPoint point) const { return m_x->pixel(point.x(), point.y()); }
-    // Inside the open shape's body (which starts 14 in from its flared top corners), away from
-    // anything drawn on it, and beside the window.
-    [[nodiscard]] QList<QPoint> openProbes() const
-    {
-        return {m_window.topLeft() + QPoint(ContentLeft - 8, 200),
-                m_window.topLeft() + QPoint(m_window.width() - ContentLeft + 8, 300),
-                m_window.topLeft() + QPoint(-10, 200)};
-    }
-    [[nodiscard]] bool isOpen() const
-    {
-        const QList<QPoint> probes = openProbes();
-        return isBlack(at(probes[0])) && isBlack(at(probes[1])) && isBackground(at(probes[2]));
-    }
+    [[nodiscard]] bool isOpen() const { return PanelScreen::isOpen(*m_x, m_window); }
     [[nodiscard]] bool contentHasFocus() const
     {
         return m_content != 0 && m_x->isSameOrInside(m_x->inputFocus(), m_content);
@@ -201,26 +175,9 @@ class TestBoardE2e : public QObject {
 
     // ---- screen
 
-    static QString outputPath(const QString &name)
-    {
-        return QDir(QStringLiteral(SCREENSHOT_DIR)).filePath(name + u".png"_qs);
-    }
     QString failure(const QString &what) const
     {
-        QString name = QString::fromLatin1(QTest::currentTestFunction()) + u"-failed"_qs;
-        const QString path = outputPath(name);
-        m_x->grab().save(path);
-        QString pixels;
-        for (QPoint point : openProbes()) {
-            pixels += u" (%1,%2)=#%3"_qs.arg(point.x()).arg(point.y()).arg(at(point) & 0xffffffu, 6,
-                                                                           16, QLatin1Char('0'));
-        }
-        return what + u"; screen in "_qs + path + u"; window at "_qs +
-               u"%1,%2 %3x%4"_qs.arg(m_window.x())
-                   .arg(m_window.y())
-                   .arg(m_window.width())
-                   .arg(m_window.height()) +
-               u"; pixels"_qs + pixels;
+        return PanelScreen::failure(*m_x, QStringLiteral(SCREENSHOT_DIR), m_window, what);
     }
 
     // Waits until `phrase` can be read in `area`; its box, or nothing with what was read.
@@ -262,15 +219,9 @@ class TestBoardE2e : public QObject {
         QString error;
         QVERIFY2(m_x->xdotool(arguments, &error), qPrintable(error));
     }
-    static QStringList moveTo(QPoint point, const QStringList &then = {})
-    {
-        return QStringList{u"mousemove"_qs, QString::number(point.x()),
-                           QString::number(point.y())} +
-               then;
-    }
     void click(QPoint point, int button = 1)
     {
-        run(moveTo(point, {u"sleep"_qs, u"0.1"_qs, u"click"_qs, QString::number(button)}));
+        run(XServer::moveTo(point, {u"sleep"_qs, u"0.1"_qs, u"click"_qs, QString::number(button)}));
     }
     void type(const QString &text) { run({u"type"_qs, u"--delay"_qs, u"30"_qs, text}); }
     void key(const QString &name) { run({u"key"_qs, name}); }
@@ -278,7 +229,8 @@ class TestBoardE2e : public QObject {
     // Presses on `from`, moves in small steps to `to` and lets go there, as a hand drags.
     void drag(QPoint from, QPoint to)
     {
-        QStringList steps = moveTo(from, {u"sleep"_qs, u"0.1"_qs, u"mousedown"_qs, u"1"_qs});
+        QStringList steps =
+            XServer::moveTo(from, {u"sleep"_qs, u"0.1"_qs, u"mousedown"_qs, u"1"_qs});
         constexpr int Steps = 12;
         QPoint last = from;
         for (int i = 1; i <= Steps; ++i) {
@@ -309,7 +261,7 @@ class TestBoardE2e : public QObject {
                   const QStringList &done = {},
                   const std::function<void(TallowfernProcess &)> &more = {})
     {
-        CHECKED(run(moveTo(FarAway)));
+        CHECKED(run(XServer::moveTo(FarAway)));
         m_app = std::make_unique<TallowfernProcess>(*m_x);
         if (!toDo.isEmpty() || !doing.isEmpty() || !done.isEmpty())
             QVERIFY(writeAtomically(todayPath(), boardMarkdown(toDo, doing, done)));
@@ -317,17 +269,12 @@ class TestBoardE2e : public QObject {
             more(*m_app);
         const QString error = m_app->start();
         QVERIFY2(error.isEmpty(), qPrintable(error));
-        QVERIFY2(waitFor(
-                     [this] {
-                         m_content = m_x->findWindow(u"Tallowfern"_qs);
-                         return m_content != 0 && m_x->findWindow(u"Tallowfern Sensor"_qs) != 0;
-                     },
-                     15000),
-                 "the panel's windows never mapped");
+        m_content = m_app->waitForPanel();
+        QVERIFY2(m_content != 0, "the panel's windows never mapped");
         m_window = m_x->geometry(m_content);
         QCOMPARE(m_window.size(), QSize(860, 420));
         // The closed notch is drawn once the app is up.
-        VERIFY_SCREEN(waitFor([this] { return isBlack(at(QPoint(m_window.center().x(), 10))); }),
+        VERIFY_SCREEN(waitFor([this] { return PanelScreen::showsNotch(*m_x, m_window); }),
                       u"the closed notch never showed"_qs);
     }
 
@@ -346,15 +293,9 @@ class TestBoardE2e : public QObject {
 private slots:
     void initTestCase()
     {
-        QDir screenshots(QStringLiteral(SCREENSHOT_DIR));
-        QVERIFY(screenshots.mkpath(u"."_qs));
-        for (const QString &stale : screenshots.entryList({u"*-failed.png"_qs}, QDir::Files))
-            screenshots.remove(stale);
-        for (const QString &tool :
-             {u"Xvfb"_qs, u"xcompmgr"_qs, u"openbox"_qs, u"xdotool"_qs, u"tesseract"_qs}) {
-            if (QStandardPaths::findExecutable(tool).isEmpty())
-                QFAIL(qPrintable(tool + u" is missing (tools/dev test installs it)"_qs));
-        }
+        PanelScreen::prepare(
+            QStringLiteral(SCREENSHOT_DIR),
+            {u"Xvfb"_qs, u"xcompmgr"_qs, u"openbox"_qs, u"xdotool"_qs, u"tesseract"_qs});
     }
     void init()
     {
@@ -365,12 +306,7 @@ private slots:
     }
     void cleanup()
     {
-        if (m_app && QTest::currentTestFailed())
-            qWarning().noquote() << "the app printed:\n" << m_app->output();
-        if (m_app) {
-            QVERIFY2(m_app->isRunning(), "the app quit on its own");
-            m_app.reset();
-        }
+        TallowfernProcess::finish(m_app);
         m_x.reset();
         m_content = 0;
         m_window = QRect();
@@ -425,8 +361,9 @@ private slots:
     {
         CHECKED(startApp({u"Buy fresh bread"_qs, u"Call the plumber"_qs}, {u"Fix the bike"_qs}));
         CHECKED(openPinned());
-        CHECKED(run(moveTo(cardPoint(ToDo, 1), {u"sleep"_qs, u"0.1"_qs, u"click"_qs, u"--repeat"_qs,
-                                                u"2"_qs, u"--delay"_qs, u"80"_qs, u"1"_qs})));
+        CHECKED(run(XServer::moveTo(cardPoint(ToDo, 1),
+                                    {u"sleep"_qs, u"0.1"_qs, u"click"_qs, u"--repeat"_qs, u"2"_qs,
+                                     u"--delay"_qs, u"80"_qs, u"1"_qs})));
         QTest::qWait(300);
         CHECKED(key(u"ctrl+a"_qs));
         CHECKED(type(u"Call the electrician"_qs));

@@ -1,6 +1,8 @@
+#include "PanelScreen.h"
 #include "TallowfernProcess.h"
 #include "XServer.h"
 #include "model/Board.h"
+#include "support/FileContents.h"
 
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
@@ -28,17 +30,6 @@ const QString Interface = u"io.tallowfern.Tallowfern"_qs;
 
 // Inside the open panel's body, which covers the white root only while it is open.
 const QPoint InOpenPanel{XServer::Width / 2, 200};
-
-bool isBlack(QRgb colour)
-{
-    return qRed(colour) <= 24 && qGreen(colour) <= 24 && qBlue(colour) <= 24;
-}
-
-QByteArray contentOf(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
 
 QStringList toDo(const QString &boardPath)
 {
@@ -234,16 +225,18 @@ void DBusE2eTest::openCloseAndToggleDriveThePanel()
     QCOMPARE(m_app->start(), QString());
     QTRY_COMPARE_WITH_TIMEOUT(ownerPid(), m_app->processId(), 10000);
     QVERIFY(!isOpen());
-    QVERIFY(!isBlack(m_x.pixel(InOpenPanel.x(), InOpenPanel.y())));
+    QVERIFY(!PanelScreen::isBlack(m_x.pixel(InOpenPanel.x(), InOpenPanel.y())));
 
     QCOMPARE(call(u"Open"_qs).type(), QDBusMessage::ReplyMessage);
     QVERIFY(isOpen());
-    QTRY_VERIFY_WITH_TIMEOUT(isBlack(m_x.pixel(InOpenPanel.x(), InOpenPanel.y())), 5000);
+    QTRY_VERIFY_WITH_TIMEOUT(PanelScreen::isBlack(m_x.pixel(InOpenPanel.x(), InOpenPanel.y())),
+                             5000);
     QTRY_COMPARE_WITH_TIMEOUT(m_announced, QList<bool>{true}, 5000);
 
     QCOMPARE(call(u"Close"_qs).type(), QDBusMessage::ReplyMessage);
     QVERIFY(!isOpen());
-    QTRY_VERIFY_WITH_TIMEOUT(!isBlack(m_x.pixel(InOpenPanel.x(), InOpenPanel.y())), 5000);
+    QTRY_VERIFY_WITH_TIMEOUT(!PanelScreen::isBlack(m_x.pixel(InOpenPanel.x(), InOpenPanel.y())),
+                             5000);
     QTRY_COMPARE_WITH_TIMEOUT(m_announced, QList<bool>({true, false}), 5000);
 
     // Like the shortcut: opens pinned, then closes.
@@ -271,7 +264,8 @@ void DBusE2eTest::secondStartHandsOverAndExits()
     QVERIFY(m_app->isRunning());
     QCOMPARE(ownerPid(), m_app->processId());
     QVERIFY(isOpen());
-    QTRY_VERIFY_WITH_TIMEOUT(isBlack(m_x.pixel(InOpenPanel.x(), InOpenPanel.y())), 5000);
+    QTRY_VERIFY_WITH_TIMEOUT(PanelScreen::isBlack(m_x.pixel(InOpenPanel.x(), InOpenPanel.y())),
+                             5000);
 }
 
 void DBusE2eTest::callingTheNameStartsTheApp()

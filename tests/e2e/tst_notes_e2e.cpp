@@ -1,4 +1,5 @@
 #include "Checks.h"
+#include "PanelScreen.h"
 #include "ScreenText.h"
 #include "TallowfernProcess.h"
 #include "XServer.h"
@@ -22,14 +23,8 @@
 // tesseract, its first match opened through xdg-open and a recording obsidian:// handler.
 namespace {
 
-// The open panel's layout inside its window, as the views lay it out: the open shape is 780 wide,
-// centred in the 860 wide window, and its content sits 32 in from the shape's sides.
-constexpr int ContentLeft = (860 - 780) / 2 + 32;
-constexpr int ContentWidth = 780 - 64;
-constexpr int HeaderHeight = 40;
-constexpr int TabGap = 10;
-constexpr int TabTop = HeaderHeight + TabGap;
-constexpr int TabHeight = 380 - 18 - TabTop;
+using namespace PanelLayout;
+
 // Inside the Notes tab: the title row, then the editor box (42 % of the tab's height), then the
 // search row and the list under its header.
 constexpr int EditorTop = 24 + 6;
@@ -38,17 +33,6 @@ constexpr int SearchTop = EditorTop + EditorHeight + 10;
 constexpr int SearchHeight = 22;
 // Clear of the magnifying glass on the field's left.
 constexpr int SearchTextOffset = 60;
-
-constexpr QPoint FarAway{960, 900};
-
-bool isBlack(QRgb colour)
-{
-    return qRed(colour) <= 24 && qGreen(colour) <= 24 && qBlue(colour) <= 24;
-}
-bool isBackground(QRgb colour)
-{
-    return qRed(colour) >= 232 && qGreen(colour) >= 232 && qBlue(colour) >= 232;
-}
 
 bool writeFile(const QString &path, const QByteArray &bytes)
 {
@@ -169,23 +153,8 @@ class TestNotesE2e : public QObject {
     }
 
     [[nodiscard]] QRgb at(QPoint point) const { return m_x->pixel(point.x(), point.y()); }
-    // Inside the open shape's body, away from anything drawn on it, and beside the window.
-    [[nodiscard]] QList<QPoint> openProbes() const
-    {
-        return {m_window.topLeft() + QPoint(ContentLeft - 8, 200),
-                m_window.topLeft() + QPoint(m_window.width() - ContentLeft + 8, 300),
-                m_window.topLeft() + QPoint(-10, 200)};
-    }
-    [[nodiscard]] bool isOpen() const
-    {
-        const QList<QPoint> probes = openProbes();
-        return isBlack(at(probes[0])) && isBlack(at(probes[1])) && isBackground(at(probes[2]));
-    }
-    // Where the open shape's body was: the background once the panel has closed.
-    [[nodiscard]] bool isClosed() const
-    {
-        return isBackground(at(m_window.topLeft() + QPoint(ContentLeft - 8, 200)));
-    }
+    [[nodiscard]] bool isOpen() const { return PanelScreen::isOpen(*m_x, m_window); }
+    [[nodiscard]] bool isClosed() const { return PanelScreen::isClosed(*m_x, m_window); }
     [[nodiscard]] bool contentHasFocus() const
     {
         return m_content != 0 && m_x->isSameOrInside(m_x->inputFocus(), m_content);
@@ -223,22 +192,9 @@ class TestNotesE2e : public QObject {
 
     // ---- screen
 
-    static QString outputPath(const QString &name)
-    {
-        return QDir(QStringLiteral(SCREENSHOT_DIR)).filePath(name + u".png"_qs);
-    }
     QString failure(const QString &what) const
     {
-        QString name = QString::fromLatin1(QTest::currentTestFunction());
-        if (const char *row = QTest::currentDataTag())
-            name += u'-' + QString::fromLatin1(row).replace(u' ', u'-');
-        const QString path = outputPath(name + u"-failed"_qs);
-        m_x->grab().save(path);
-        return what + u"; screen in "_qs + path + u"; window at "_qs +
-               u"%1,%2 %3x%4"_qs.arg(m_window.x())
-                   .arg(m_window.y())
-                   .arg(m_window.width())
-                   .arg(m_window.height());
+        return PanelScreen::failure(*m_x, QStringLiteral(SCREENSHOT_DIR), m_window, what);
     }
 
     // Waits until every one of `phrases` can be read in `area` at once; that reading in `read`.
@@ -280,13 +236,10 @@ class TestNotesE2e : public QObject {
         QString error;
         QVERIFY2(m_x->xdotool(arguments, &error), qPrintable(error));
     }
-    static QStringList moveTo(QPoint point, const QStringList &then = {})
+    void click(QPoint point)
     {
-        return QStringList{u"mousemove"_qs, QString::number(point.x()),
-                           QString::number(point.y())} +
-               then;
+        run(XServer::moveTo(point, {u"sleep"_qs, u"0.1"_qs, u"click"_qs, u"1"_qs}));
     }
-    void click(QPoint point) { run(moveTo(point, {u"sleep"_qs, u"0.1"_qs, u"click"_qs, u"1"_qs})); }
     void type(const QString &text) { run({u"type"_qs, u"--delay"_qs, u"30"_qs, u"--"_qs, text}); }
     void key(const QString &name) { run({u"key"_qs, name}); }
 
@@ -295,22 +248,17 @@ class TestNotesE2e : public QObject {
     // Starts the app, closed, with the pointer far away; `more` prepares its scratch folder.
     void startApp(const std::function<void()> &more = {})
     {
-        CHECKED(run(moveTo(FarAway)));
+        CHECKED(run(XServer::moveTo(FarAway)));
         m_app = std::make_unique<TallowfernProcess>(*m_x);
         if (more)
             CHECKED(more());
         const QString error = m_app->start();
         QVERIFY2(error.isEmpty(), qPrintable(error));
-        QVERIFY2(waitFor(
-                     [this] {
-                         m_content = m_x->findWindow(u"Tallowfern"_qs);
-                         return m_content != 0 && m_x->findWindow(u"Tallowfern Sensor"_qs) != 0;
-                     },
-                     15000),
-                 "the panel's windows never mapped");
+        m_content = m_app->waitForPanel();
+        QVERIFY2(m_content != 0, "the panel's windows never mapped");
         m_window = m_x->geometry(m_content);
         QCOMPARE(m_window.size(), QSize(860, 420));
-        VERIFY_SCREEN(waitFor([this] { return isBlack(at(QPoint(m_window.center().x(), 10))); }),
+        VERIFY_SCREEN(waitFor([this] { return PanelScreen::showsNotch(*m_x, m_window); }),
                       u"the closed notch never showed"_qs);
     }
 
@@ -351,15 +299,9 @@ private slots:
     void initTestCase()
     {
         qRegisterMetaType<Leave>();
-        QDir screenshots(QStringLiteral(SCREENSHOT_DIR));
-        QVERIFY(screenshots.mkpath(u"."_qs));
-        for (const QString &stale : screenshots.entryList({u"*-failed.png"_qs}, QDir::Files))
-            screenshots.remove(stale);
-        for (const QString &tool : {u"Xvfb"_qs, u"xcompmgr"_qs, u"openbox"_qs, u"xdotool"_qs,
-                                    u"tesseract"_qs, u"xdg-open"_qs}) {
-            if (QStandardPaths::findExecutable(tool).isEmpty())
-                QFAIL(qPrintable(tool + u" is missing (tools/dev test installs it)"_qs));
-        }
+        PanelScreen::prepare(QStringLiteral(SCREENSHOT_DIR),
+                             {u"Xvfb"_qs, u"xcompmgr"_qs, u"openbox"_qs, u"xdotool"_qs,
+                              u"tesseract"_qs, u"xdg-open"_qs});
     }
     void init()
     {
@@ -370,12 +312,7 @@ private slots:
     }
     void cleanup()
     {
-        if (m_app && QTest::currentTestFailed())
-            qWarning().noquote() << "the app printed:\n" << m_app->output();
-        if (m_app) {
-            QVERIFY2(m_app->isRunning(), "the app quit on its own");
-            m_app.reset();
-        }
+        TallowfernProcess::finish(m_app);
         m_x.reset();
         m_content = 0;
         m_window = QRect();

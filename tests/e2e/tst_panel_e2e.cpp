@@ -1,4 +1,5 @@
 #include "Checks.h"
+#include "PanelScreen.h"
 #include "TallowfernProcess.h"
 #include "XServer.h"
 
@@ -228,15 +229,8 @@ private slots:
     }
     void initTestCase()
     {
-        // Screenshots of earlier failures would only mislead.
-        QDir screenshots(QStringLiteral(SCREENSHOT_DIR));
-        QVERIFY(screenshots.mkpath(u"."_qs));
-        for (const QString &stale : screenshots.entryList({u"*-failed.png"_qs}, QDir::Files))
-            screenshots.remove(stale);
-        for (const QString &tool : {u"Xvfb"_qs, u"xcompmgr"_qs, u"openbox"_qs, u"xdotool"_qs}) {
-            if (QStandardPaths::findExecutable(tool).isEmpty())
-                QFAIL(qPrintable(tool + u" is missing (tools/dev test installs it)"_qs));
-        }
+        PanelScreen::prepare(QStringLiteral(SCREENSHOT_DIR),
+                             {u"Xvfb"_qs, u"xcompmgr"_qs, u"openbox"_qs, u"xdotool"_qs});
     }
     void init()
     {
@@ -248,12 +242,7 @@ private slots:
     }
     void cleanup()
     {
-        if (m_app && QTest::currentTestFailed())
-            qWarning().noquote() << "the app printed:\n" << m_app->output();
-        if (m_app) {
-            QVERIFY2(m_app->isRunning(), "the app quit on its own");
-            m_app.reset();
-        }
+        TallowfernProcess::finish(m_app);
         m_x.reset();
         m_sensor = 0;
         m_content = 0;

@@ -1,4 +1,5 @@
 #include "Checks.h"
+#include "PanelScreen.h"
 #include "ScreenText.h"
 #include "TallowfernProcess.h"
 #include "XServer.h"
@@ -20,13 +21,10 @@
 // on disk and after a restart. Rows are found by tesseract's reading of a screenshot.
 namespace {
 
+using namespace PanelLayout;
+
 // The open panel's layout inside its window: the open shape is 780 wide, centred in the 860 wide
 // window, and its content sits 32 in from the shape's sides.
-constexpr int ContentLeft = (860 - 780) / 2 + 32;
-constexpr int ContentWidth = 780 - 64;
-constexpr int HeaderHeight = 40;
-constexpr int TabGap = 10;
-constexpr int TabHeight = 380 - 18 - HeaderHeight - TabGap;
 // The header's trailing buttons are 26 wide with 2 between them: pin last, settings before it.
 constexpr int SettingsButtonFromRight = 26 + 2 + 26 / 2;
 // The two cards side by side, 12 apart; rows sit 12 in from a card's sides.
@@ -39,17 +37,6 @@ constexpr int CapsuleFromCardRight = RowInset + 26 + 4 + 44 / 2;
 // A folder row's field is below its title: the title's top is 8 into the row, the field starts
 // 37 into it and is about 23 high.
 constexpr int FieldBelowTitleTop = 37 - 8 + 23 / 2;
-
-constexpr QPoint FarAway{960, 900};
-
-bool isBlack(QRgb colour)
-{
-    return qRed(colour) <= 24 && qGreen(colour) <= 24 && qBlue(colour) <= 24;
-}
-bool isBackground(QRgb colour)
-{
-    return qRed(colour) >= 232 && qGreen(colour) >= 232 && qBlue(colour) >= 232;
-}
 
 QString readFile(const QString &path)
 {
@@ -92,23 +79,8 @@ class TestSettingsE2e : public QObject {
     }
 
     [[nodiscard]] QRgb at(QPoint point) const { return m_x->pixel(point.x(), point.y()); }
-    // Inside the open shape's body, away from anything drawn on it, and beside the window.
-    [[nodiscard]] QList<QPoint> openProbes() const
-    {
-        return {m_window.topLeft() + QPoint(ContentLeft - 8, 200),
-                m_window.topLeft() + QPoint(m_window.width() - ContentLeft + 8, 300),
-                m_window.topLeft() + QPoint(-10, 200)};
-    }
-    [[nodiscard]] bool isOpen() const
-    {
-        const QList<QPoint> probes = openProbes();
-        return isBlack(at(probes[0])) && isBlack(at(probes[1])) && isBackground(at(probes[2]));
-    }
-    [[nodiscard]] bool isClosed() const
-    {
-        const QList<QPoint> probes = openProbes();
-        return isBackground(at(probes[0])) && isBackground(at(probes[1]));
-    }
+    [[nodiscard]] bool isOpen() const { return PanelScreen::isOpen(*m_x, m_window); }
+    [[nodiscard]] bool isClosed() const { return PanelScreen::isClosed(*m_x, m_window); }
     // How many pixels of `area` show the accent colour (a recording shortcut's capsule).
     [[nodiscard]] int accentPixels(const QRect &area) const
     {
@@ -159,26 +131,9 @@ class TestSettingsE2e : public QObject {
 
     // ---- screen
 
-    static QString outputPath(const QString &name)
-    {
-        return QDir(QStringLiteral(SCREENSHOT_DIR)).filePath(name + u".png"_qs);
-    }
     QString failure(const QString &what) const
     {
-        QString name = QString::fromLatin1(QTest::currentTestFunction()) + u"-failed"_qs;
-        const QString path = outputPath(name);
-        m_x->grab().save(path);
-        QString pixels;
-        for (QPoint point : openProbes()) {
-            pixels += u" (%1,%2)=#%3"_qs.arg(point.x()).arg(point.y()).arg(at(point) & 0xffffffu, 6,
-                                                                           16, QLatin1Char('0'));
-        }
-        return what + u"; screen in "_qs + path + u"; window at "_qs +
-               u"%1,%2 %3x%4"_qs.arg(m_window.x())
-                   .arg(m_window.y())
-                   .arg(m_window.width())
-                   .arg(m_window.height()) +
-               u"; pixels"_qs + pixels;
+        return PanelScreen::failure(*m_x, QStringLiteral(SCREENSHOT_DIR), m_window, what);
     }
 
     // Waits until `phrase` can be read in `area` and gives its box.
@@ -206,13 +161,10 @@ class TestSettingsE2e : public QObject {
         QString error;
         QVERIFY2(m_x->xdotool(arguments, &error), qPrintable(error));
     }
-    static QStringList moveTo(QPoint point, const QStringList &then = {})
+    void click(QPoint point)
     {
-        return QStringList{u"mousemove"_qs, QString::number(point.x()),
-                           QString::number(point.y())} +
-               then;
+        run(XServer::moveTo(point, {u"sleep"_qs, u"0.1"_qs, u"click"_qs, u"1"_qs}));
     }
-    void click(QPoint point) { run(moveTo(point, {u"sleep"_qs, u"0.1"_qs, u"click"_qs, u"1"_qs})); }
     void type(const QString &text) { run({u"type"_qs, u"--delay"_qs, u"30"_qs, text}); }
     void key(const QString &name) { run({u"key"_qs, name}); }
 
@@ -221,22 +173,17 @@ class TestSettingsE2e : public QObject {
     // Waits for the panel's windows of a freshly started app and for the closed notch.
     void awaitWindows()
     {
-        QVERIFY2(waitFor(
-                     [this] {
-                         m_content = m_x->findWindow(u"Tallowfern"_qs);
-                         return m_content != 0 && m_x->findWindow(u"Tallowfern Sensor"_qs) != 0;
-                     },
-                     15000),
-                 "the panel's windows never mapped");
+        m_content = m_app->waitForPanel();
+        QVERIFY2(m_content != 0, "the panel's windows never mapped");
         m_window = m_x->geometry(m_content);
         QCOMPARE(m_window.size(), QSize(860, 420));
-        VERIFY_SCREEN(waitFor([this] { return isBlack(at(QPoint(m_window.center().x(), 10))); }),
+        VERIFY_SCREEN(waitFor([this] { return PanelScreen::showsNotch(*m_x, m_window); }),
                       u"the closed notch never showed"_qs);
         QTest::qWait(300);
     }
     void startApp()
     {
-        CHECKED(run(moveTo(FarAway)));
+        CHECKED(run(XServer::moveTo(FarAway)));
         m_app = std::make_unique<TallowfernProcess>(*m_x);
         const QString error = m_app->start();
         QVERIFY2(error.isEmpty(), qPrintable(error));
@@ -282,7 +229,7 @@ class TestSettingsE2e : public QObject {
     void showSettings()
     {
         CHECKED(click(settingsButton()));
-        CHECKED(run(moveTo(m_window.topLeft() + QPoint(ContentLeft + 4, 200))));
+        CHECKED(run(XServer::moveTo(m_window.topLeft() + QPoint(ContentLeft + 4, 200))));
         QRect box;
         CHECKED(expectText(behaviourCard(), u"Open Tallowfern"_qs, u"the Settings tab"_qs, &box));
         VERIFY_SCREEN(ScreenText::settle(*m_x, tabArea()),
@@ -292,15 +239,9 @@ class TestSettingsE2e : public QObject {
 private slots:
     void initTestCase()
     {
-        QDir screenshots(QStringLiteral(SCREENSHOT_DIR));
-        QVERIFY(screenshots.mkpath(u"."_qs));
-        for (const QString &stale : screenshots.entryList({u"*-failed.png"_qs}, QDir::Files))
-            screenshots.remove(stale);
-        for (const QString &tool :
-             {u"Xvfb"_qs, u"xcompmgr"_qs, u"openbox"_qs, u"xdotool"_qs, u"tesseract"_qs}) {
-            if (QStandardPaths::findExecutable(tool).isEmpty())
-                QFAIL(qPrintable(tool + u" is missing (tools/dev test installs it)"_qs));
-        }
+        PanelScreen::prepare(
+            QStringLiteral(SCREENSHOT_DIR),
+            {u"Xvfb"_qs, u"xcompmgr"_qs, u"openbox"_qs, u"xdotool"_qs, u"tesseract"_qs});
     }
     void init()
     {

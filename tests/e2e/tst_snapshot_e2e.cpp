@@ -1,5 +1,7 @@
+#include "PanelScreen.h"
 #include "ScreenText.h"
 #include "model/Board.h"
+#include "support/FileContents.h"
 
 #include <QCryptographicHash>
 #include <QDate>
@@ -21,19 +23,13 @@ constexpr int ClosedHeight = 80;
 const QStringList Names = {u"closed"_qs,   u"board"_qs,    u"morning"_qs, u"notes"_qs,
                            u"calendar"_qs, u"settings"_qs, u"past"_qs};
 
-// The open panel's layout inside the picture: the shape is 780 wide, centred, its body 14 in from
-// either side (the width of the flared top corners), its content 32 in from the sides, the header
-// 40 high and the tab 10 below it.
-constexpr int ContentLeft = (Width - 780) / 2 + 32;
-constexpr int ContentWidth = 780 - 64;
-constexpr int HeaderHeight = 40;
-constexpr int TabTop = HeaderHeight + 10;
-constexpr int TabBottom = 380 - 18;
+// The open panel's layout, as in the app's window.
+using namespace PanelLayout;
 constexpr int LaneWidth = (ContentWidth - 2 * 10) / 3;
 const QRect Header(ContentLeft, 0, ContentWidth, HeaderHeight);
-const QRect Tab(ContentLeft, TabTop, ContentWidth, TabBottom - TabTop);
-const QRect DoneLane(ContentLeft + 2 * (LaneWidth + 10), TabTop, LaneWidth, TabBottom - TabTop);
-const QRect Body((Width - 780) / 2 + 14, 0, 780 - 28, 380);
+const QRect Tab(ContentLeft, TabTop, ContentWidth, TabHeight);
+const QRect DoneLane(ContentLeft + 2 * (LaneWidth + 10), TabTop, LaneWidth, TabHeight);
+const QRect Body((Width - ShapeWidth) / 2 + 14, 0, ShapeWidth - 28, ShapeHeight);
 // The title row of the Notes tab, whose right end says when the note was saved.
 const QRect SavedLabel(ContentLeft + ContentWidth - 200, TabTop, 200, 24);
 
@@ -64,12 +60,6 @@ int differing(const QImage &a, const QImage &b, const QRect &area)
 QString dayKey(int daysFromToday)
 {
     return QDate::currentDate().addDays(daysFromToday).toString(u"yyyy-MM-dd"_qs);
-}
-
-QByteArray contentOf(const QString &path)
-{
-    QFile file(path);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("<unreadable>");
 }
 
 QStringList cardTexts(const Board &board, LaneKind kind)
