@@ -3,6 +3,7 @@
 #include "notch/Theme.h"
 #include "store/BoardStore.h"
 #include "support/BoardText.h"
+#include "support/PanelView.h"
 #include "support/QuickItems.h"
 #include "support/StoreFixture.h"
 
@@ -65,18 +66,8 @@ class TestNotchRootView : public QObject {
     {
         m_store = std::make_unique<BoardStore>(&m_clock, &m_launcher);
         m_model = std::make_unique<NotchModel>();
-        m_view = std::make_unique<QQuickView>();
-        m_view->setColor(backdrop);
-        m_view->engine()->addImportPath(u"qrc:/qt/qml"_qs);
-        IconProvider::install(m_view->engine());
-        m_view->setResizeMode(QQuickView::SizeRootObjectToView);
-        m_view->setInitialProperties({{u"model"_qs, QVariant::fromValue(m_model.get())},
-                                      {u"store"_qs, QVariant::fromValue(m_store.get())}});
-        m_view->setSource(QUrl(u"qrc:/qt/qml/Tallowfern/views/notch/NotchRootView.qml"_qs));
-        QStringList errors;
-        for (const QQmlError &error : m_view->errors())
-            errors.append(error.toString());
-        QVERIFY2(m_view->status() == QQuickView::Ready, qPrintable(errors.join(u'\n')));
+        m_view = panelView(u"notch/NotchRootView.qml"_qs, m_model.get(), m_store.get(), backdrop);
+        QVERIFY2(m_view->status() == QQuickView::Ready, qPrintable(loadErrors(*m_view)));
         m_view->resize(860, 420);
         m_view->show();
         QVERIFY(QTest::qWaitForWindowExposed(m_view.get()));

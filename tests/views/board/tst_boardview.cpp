@@ -3,6 +3,7 @@
 #include "notch/NotchModel.h"
 #include "store/BoardStore.h"
 #include "support/BoardText.h"
+#include "support/PanelView.h"
 #include "support/QuickItems.h"
 #include "support/StoreFixture.h"
 
@@ -57,19 +58,8 @@ class TestBoardView : public QObject {
         Scratch::write(today(), todayText);
         m_store = std::make_unique<BoardStore>(&m_clock, &m_launcher);
         m_model = std::make_unique<NotchModel>();
-        m_view = std::make_unique<QQuickView>();
-        m_view->engine()->addImportPath(u"qrc:/qt/qml"_qs);
-        IconProvider::install(m_view->engine());
-        CardPreviewProvider::install(m_view->engine());
-        m_view->setColor(Qt::black);
-        m_view->setResizeMode(QQuickView::SizeRootObjectToView);
-        m_view->setInitialProperties({{u"model"_qs, QVariant::fromValue(m_model.get())},
-                                      {u"store"_qs, QVariant::fromValue(m_store.get())}});
-        m_view->setSource(QUrl(u"qrc:/qt/qml/Tallowfern/views/board/BoardView.qml"_qs));
-        QStringList errors;
-        for (const QQmlError &error : m_view->errors())
-            errors.append(error.toString());
-        QVERIFY2(m_view->status() == QQuickView::Ready, qPrintable(errors.join(u'\n')));
+        m_view = panelView(u"board/BoardView.qml"_qs, m_model.get(), m_store.get());
+        QVERIFY2(m_view->status() == QQuickView::Ready, qPrintable(loadErrors(*m_view)));
         m_view->resize(760, 300);
         m_view->show();
         QVERIFY(QTest::qWaitForWindowExposed(m_view.get()));

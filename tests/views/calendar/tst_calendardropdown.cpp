@@ -3,6 +3,7 @@
 #include "notch/Theme.h"
 #include "store/BoardStore.h"
 #include "support/BoardText.h"
+#include "support/PanelView.h"
 #include "support/QuickItems.h"
 #include "support/StoreFixture.h"
 
@@ -47,19 +48,11 @@ class TestCalendarDropdown : public QObject {
 
     void load(const QString &file, const QSize &size = {})
     {
-        m_view = std::make_unique<QQuickView>();
-        m_view->setColor(Theme::panel);
-        m_view->engine()->addImportPath(u"qrc:/qt/qml"_qs);
-        IconProvider::install(m_view->engine());
-        m_view->setResizeMode(size.isEmpty() ? QQuickView::SizeViewToRootObject
-                                             : QQuickView::SizeRootObjectToView);
-        m_view->setInitialProperties({{u"model"_qs, QVariant::fromValue(m_model.get())},
-                                      {u"store"_qs, QVariant::fromValue(m_store.get())}});
-        m_view->setSource(QUrl(u"qrc:/qt/qml/Tallowfern/views/"_qs + file));
-        QStringList errors;
-        for (const QQmlError &error : m_view->errors())
-            errors.append(error.toString());
-        QVERIFY2(m_view->status() == QQuickView::Ready, qPrintable(errors.join(u'\n')));
+        m_view = panelView(file, m_model.get(), m_store.get(), Theme::panel);
+        QVERIFY2(m_view->status() == QQuickView::Ready, qPrintable(loadErrors(*m_view)));
+        // Alone, the dropdown takes its own size.
+        if (size.isEmpty())
+            m_view->setResizeMode(QQuickView::SizeViewToRootObject);
         if (!size.isEmpty())
             m_view->resize(size);
         m_view->show();

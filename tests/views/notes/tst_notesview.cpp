@@ -1,6 +1,7 @@
 #include "IconProvider.h"
 #include "notch/NotchModel.h"
 #include "store/BoardStore.h"
+#include "support/PanelView.h"
 #include "support/QuickItems.h"
 #include "support/StoreFixture.h"
 
@@ -35,17 +36,8 @@ class TestNotesView : public QObject {
     {
         m_store = std::make_unique<BoardStore>(&m_clock, &m_launcher);
         m_model = std::make_unique<NotchModel>();
-        m_view = std::make_unique<QQuickView>();
-        m_view->engine()->addImportPath(u"qrc:/qt/qml"_qs);
-        IconProvider::install(m_view->engine());
-        m_view->setColor(Qt::black);
-        m_view->setResizeMode(QQuickView::SizeRootObjectToView);
-        m_view->setInitialProperties({{u"model"_qs, QVariant::fromValue(m_model.get())},
-                                      {u"store"_qs, QVariant::fromValue(m_store.get())}});
-        m_view->setSource(QUrl(u"qrc:/qt/qml/Tallowfern/views/notes/NotesView.qml"_qs));
-        QVERIFY2(m_view->status() == QQuickView::Ready,
-                 qPrintable(m_view->errors().isEmpty() ? QString()
-                                                       : m_view->errors().first().toString()));
+        m_view = panelView(u"notes/NotesView.qml"_qs, m_model.get(), m_store.get());
+        QVERIFY2(m_view->status() == QQuickView::Ready, qPrintable(loadErrors(*m_view)));
         m_view->resize(760, 300);
         m_view->show();
         QVERIFY(QTest::qWaitForWindowExposed(m_view.get()));

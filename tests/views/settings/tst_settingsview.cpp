@@ -6,6 +6,7 @@
 #include "notch/Shortcut.h"
 #include "platform/LaunchAtLogin.h"
 #include "store/BoardStore.h"
+#include "support/PanelView.h"
 #include "support/QuickItems.h"
 #include "support/StoreFixture.h"
 
@@ -62,18 +63,8 @@ class TestSettingsView : public QObject {
             m_model->setOpenRequested(
                 [this](bool pin) { m_panel.append(pin ? u"open pinned"_qs : u"open"_qs); });
         }
-        m_view = std::make_unique<QQuickView>();
-        m_view->engine()->addImportPath(u"qrc:/qt/qml"_qs);
-        IconProvider::install(m_view->engine());
-        m_view->setColor(Qt::black);
-        m_view->setResizeMode(QQuickView::SizeRootObjectToView);
-        m_view->setInitialProperties({{u"model"_qs, QVariant::fromValue(m_model.get())},
-                                      {u"store"_qs, QVariant::fromValue(m_store.get())}});
-        m_view->setSource(QUrl(u"qrc:/qt/qml/Tallowfern/views/settings/SettingsView.qml"_qs));
-        QStringList errors;
-        for (const QQmlError &error : m_view->errors())
-            errors.append(error.toString());
-        QVERIFY2(m_view->status() == QQuickView::Ready, qPrintable(errors.join(u'\n')));
+        m_view = panelView(u"settings/SettingsView.qml"_qs, m_model.get(), m_store.get());
+        QVERIFY2(m_view->status() == QQuickView::Ready, qPrintable(loadErrors(*m_view)));
         m_view->resize(tabArea);
         m_view->show();
         QVERIFY(QTest::qWaitForWindowExposed(m_view.get()));
