@@ -1,8 +1,11 @@
 #pragma once
 
+#include <QDir>
 #include <QElapsedTimer>
 #include <QEventLoop>
+#include <QFile>
 #include <QJsonObject>
+#include <QTemporaryDir>
 #include <QTimer>
 
 #include <algorithm>
@@ -60,4 +63,18 @@ inline bool spinUntil(const std::function<bool()> &done, int timeoutMs, int step
         loop.exec();
     }
     return true;
+}
+
+// Points home and the XDG folders into `scratch`, so that a benchmark never touches the user's
+// files; before the application object exists.
+inline void useScratchHome(const QTemporaryDir &scratch)
+{
+    for (const auto &[variable, folder] :
+         {std::pair{"HOME", "home"}, std::pair{"XDG_CONFIG_HOME", "config"},
+          std::pair{"XDG_STATE_HOME", "state"}, std::pair{"XDG_DATA_HOME", "data"},
+          std::pair{"XDG_CACHE_HOME", "cache"}}) {
+        const QString path = scratch.filePath(QString::fromLatin1(folder));
+        QDir().mkpath(path);
+        qputenv(variable, QFile::encodeName(path));
+    }
 }

@@ -895,13 +895,7 @@ int main(int argc, char **argv)
         std::fprintf(stderr, "no scratch folder\n");
         return 1;
     }
-    for (const char *name : {"home", "config", "state", "data", "cache"})
-        QDir().mkpath(scratch.filePath(QString::fromLatin1(name)));
-    qputenv("HOME", QFile::encodeName(scratch.filePath(u"home"_qs)));
-    qputenv("XDG_CONFIG_HOME", QFile::encodeName(scratch.filePath(u"config"_qs)));
-    qputenv("XDG_STATE_HOME", QFile::encodeName(scratch.filePath(u"state"_qs)));
-    qputenv("XDG_DATA_HOME", QFile::encodeName(scratch.filePath(u"data"_qs)));
-    qputenv("XDG_CACHE_HOME", QFile::encodeName(scratch.filePath(u"cache"_qs)));
+    useScratchHome(scratch);
 
     QGuiApplication app(argc, argv);
     const std::optional<Options> options = parseOptions(QGuiApplication::arguments());
