@@ -73,7 +73,7 @@ void RemoteControl::AddTask(const QString &text)
     if (!m_store)
         return;
     m_store->add(text, LaneKind::Todo);
-    if (m_store->lastError().startsWith(u"Couldn't save board") && calledFromDBus())
+    if (m_store->lastError().startsWith(BoardStore::saveErrorPrefix) && calledFromDBus())
         sendErrorReply(QDBusError::Failed, m_store->lastError());
 }
 

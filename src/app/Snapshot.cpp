@@ -67,7 +67,7 @@ private:
 
 QString dayKey(int daysFromToday)
 {
-    return QDate::currentDate().addDays(daysFromToday).toString(u"yyyy-MM-dd");
+    return BoardStore::dayKey(QDate::currentDate().addDays(daysFromToday));
 }
 
 void report(const QString &problem)

@@ -369,7 +369,12 @@ void BoardStore::openTodayInObsidian() const
 
 QString BoardStore::dayString(const QDateTime &moment) const
 {
-    return moment.toLocalTime().date().toString(u"yyyy-MM-dd");
+    return dayKey(moment.toLocalTime().date());
+}
+
+QString BoardStore::dayKey(const QDate &day)
+{
+    return day.toString(u"yyyy-MM-dd");
 }
 
 namespace {
@@ -522,7 +527,7 @@ void BoardStore::createToday()
 void BoardStore::save()
 {
     if (const auto error = TextFile::makeFolders(boardsDir())) {
-        setLastError(u"Couldn't save board: "_qs + *error);
+        setLastError(saveErrorPrefix.toString() + *error);
         return;
     }
     const QString path = todayPath();
@@ -530,15 +535,15 @@ void BoardStore::save()
         // About to replace bytes the board does not hold: keep them first, or do not write.
         if (m_todayHoldsForeignBytes || !m_lastKnownStamp || *current != *m_lastKnownStamp) {
             if (!ReplacedCopies::keep(path, now())) {
-                setLastError(
-                    u"Couldn't save board: could not keep a copy of the file it replaces in "_qs +
-                    ReplacedCopies::folder());
+                setLastError(saveErrorPrefix.toString() +
+                             u"could not keep a copy of the file it replaces in "_qs +
+                             ReplacedCopies::folder());
                 return;
             }
         }
     }
     if (const auto error = TextFile::writeAtomically(path, m_board.markdown().toUtf8())) {
-        setLastError(u"Couldn't save board: "_qs + *error);
+        setLastError(saveErrorPrefix.toString() + *error);
         return;
     }
     m_lastKnownStamp = stamp(path);

@@ -61,6 +61,8 @@ public:
     static constexpr QStringView defaultBoardsFolder = u"01 Journal/Boards";
     static constexpr QStringView defaultNotesFolder = u"01 Journal/Quick Notes";
     static constexpr int noteSaveDelayMs = 500;
+    // How `lastError` begins when today's board could not be written.
+    static constexpr QStringView saveErrorPrefix = u"Couldn't save board: ";
 
     // Preference keys.
     struct Key {
@@ -135,6 +137,8 @@ public:
     Q_INVOKABLE void openTodayInObsidian() const;
 
     [[nodiscard]] QString dayString(const QDateTime &moment) const;
+    // The name a day's board and quick note go by: "yyyy-MM-dd".
+    [[nodiscard]] static QString dayKey(const QDate &day);
     [[nodiscard]] static std::optional<QDate> date(const QString &dayKey);
 
     Q_INVOKABLE void loadToday();
