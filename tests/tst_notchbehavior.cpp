@@ -13,7 +13,8 @@ namespace {
 
 class FakeDesktop final : public NotchDesktop {
 public:
-    QPointF pointer{2000, 900};
+    // nullopt: the pointer is somewhere outside our windows, as Wayland reports it.
+    std::optional<QPointF> pointer = QPointF(2000, 900);
     bool buttonDown = false;
     QRectF screen{0, 0, 1920, 1080};
     QRectF available{0, 27, 1920, 1053};
@@ -21,7 +22,7 @@ public:
     bool focused = false;
     bool exitWatch = false;
 
-    [[nodiscard]] QPointF pointerPosition() const override { return pointer; }
+    [[nodiscard]] std::optional<QPointF> pointerPosition() const override { return pointer; }
     [[nodiscard]] bool anyMouseButtonDown() const override { return buttonDown; }
     [[nodiscard]] QRectF screenGeometry() const override { return screen; }
     [[nodiscard]] QRectF availableGeometry() const override { return available; }
@@ -251,6 +252,69 @@ private slots:
         m_desktop->pointer = onNotch();
         m_behavior->sensorEntered();
         QTRY_VERIFY_WITH_TIMEOUT(m_model->isOpen(), 1000);
+    }
+
+    // Where the desktop reports the pointer only over our own windows.
+    void leavingForAnUnknownPlaceCloses()
+    {
+        openByHover();
+        m_desktop->pointer = std::nullopt;
+        m_behavior->panelExited();
+        QVERIFY(m_model->isOpen());
+        QTRY_VERIFY_WITH_TIMEOUT(!m_model->isOpen(), 1000);
+        QVERIFY(!m_behavior->isWaitingForExit());
+    }
+
+    void closingWithThePointerElsewhereDoesNotWait()
+    {
+        m_behavior->open(true);
+        m_desktop->pointer = std::nullopt;
+        QVERIFY(m_behavior->keyPressed(key(Qt::Key_Escape, Qt::NoModifier, x11Escape)));
+        QTRY_VERIFY(!m_model->isOpen());
+        QVERIFY(!m_behavior->isWaitingForExit());
+        m_desktop->pointer = onNotch();
+        m_behavior->sensorEntered();
+        QTRY_VERIFY_WITH_TIMEOUT(m_model->isOpen(), 1000);
+    }
+
+    void pointerLeavingOurWindowsEndsTheWait()
+    {
+        m_behavior->open(true);
+        m_desktop->pointer = onNotch();
+        QVERIFY(m_behavior->keyPressed(key(Qt::Key_Escape, Qt::NoModifier, x11Escape)));
+        QTRY_VERIFY(!m_model->isOpen());
+        QVERIFY(m_behavior->isWaitingForExit());
+        m_desktop->pointer = std::nullopt;
+        m_behavior->pointerMoved();
+        QVERIFY(!m_behavior->isWaitingForExit());
+    }
+
+    void keyboardTakenAway_data()
+    {
+        QTest::addColumn<bool>("pinned");
+        QTest::addColumn<bool>("editing");
+        QTest::newRow("pinned") << true << false;
+        QTest::newRow("typing after a hover") << false << true;
+    }
+    void keyboardTakenAway()
+    {
+        QFETCH(bool, pinned);
+        QFETCH(bool, editing);
+        if (pinned) {
+            m_behavior->open(true);
+        } else {
+            openByHover();
+            m_model->setEditing(editing);
+        }
+        m_desktop->pointer = std::nullopt;
+        m_behavior->keyboardTakenAway();
+        QVERIFY(!m_model->isOpen());
+        QVERIFY(!m_model->isPinned());
+        QVERIFY(!m_model->isEditing());
+        QVERIFY(!m_desktop->interactive);
+        // Closed, it changes nothing.
+        m_behavior->keyboardTakenAway();
+        QVERIFY(!m_model->isOpen());
     }
 
     void escapeWhileClosedPassesOn()

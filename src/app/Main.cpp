@@ -7,8 +7,10 @@
 #include "Snapshot.h"
 #include "notch/NotchController.h"
 #include "platform/LaunchAtLogin.h"
+#include "platform/PanelShell.h"
 
 #include <QApplication>
+#include <QQuickWindow>
 
 #include <cstdio>
 
@@ -60,11 +62,12 @@ int Main::exec(int argc, char **argv, const std::function<bool()> &selfTest)
         break;
     }
 
-    // The panel's windows, pointer watch and hot key speak X11: in a Wayland session they run
-    // through XWayland unless the user asked for a platform.
-    if (qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM") && !qEnvironmentVariableIsEmpty("DISPLAY") &&
-        qEnvironmentVariable("XDG_SESSION_TYPE") == u"wayland")
-        qputenv("QT_QPA_PLATFORM", "xcb");
+    // Native layer surfaces where the compositor offers them, X11 windows otherwise.
+    if (PanelShell::choose() == PanelShell::Kind::LayerShell &&
+        qEnvironmentVariableIsEmpty("QT_QUICK_BACKEND"))
+        // Drawn into shared memory: needs no GPU path from the compositor (headless and
+        // software-rendered ones have none), and keeps the resident app small.
+        QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
 
     QApplication::setApplicationName(u"Tallowfern"_qs);
     QApplication::setOrganizationName(u"Tallowfern"_qs);

@@ -73,7 +73,16 @@ void NotchBehavior::layout()
 
 bool NotchBehavior::pointerInPanel() const
 {
-    return m_geometry.openArea.contains(m_desktop->pointerPosition());
+    const std::optional<QPointF> pointer = m_desktop->pointerPosition();
+    return pointer && m_geometry.openArea.contains(*pointer);
+}
+
+bool NotchBehavior::pointerInSensorColumn() const
+{
+    const std::optional<QPointF> pointer = m_desktop->pointerPosition();
+    const QRectF &sensor = m_geometry.sensor;
+    return pointer && pointer->x() >= sensor.left() && pointer->x() <= sensor.right() &&
+           pointer->y() <= sensor.bottom();
 }
 
 void NotchBehavior::setExitWatch(bool on)
@@ -106,10 +115,7 @@ void NotchBehavior::close()
     m_pendingClose.stop();
     if (!m_model->isOpen())
         return;
-    const QPointF pointer = m_desktop->pointerPosition();
-    const QRectF &sensor = m_geometry.sensor;
-    if (pointer.x() >= sensor.left() && pointer.x() <= sensor.right() &&
-        pointer.y() <= sensor.bottom()) {
+    if (pointerInSensorColumn()) {
         m_waitForExit = true;
         setExitWatch(true);
     } else {
@@ -157,6 +163,10 @@ void NotchBehavior::sensorExited()
     m_waitForExit = false;
     setExitWatch(false);
     m_pendingOpen.stop();
+    // Opened by hovering, the panel may never see the pointer: it can leave the notch for
+    // elsewhere without crossing the panel (a jump, a touch screen, a remote desktop).
+    if (!pointerInPanel())
+        scheduleClose();
 }
 
 void NotchBehavior::panelEntered()
@@ -192,13 +202,16 @@ void NotchBehavior::pointerMoved()
 {
     if (!m_exitWatch)
         return;
-    const QPointF pointer = m_desktop->pointerPosition();
-    const QRectF &sensor = m_geometry.sensor;
-    if (pointer.x() < sensor.left() || pointer.x() > sensor.right() ||
-        pointer.y() > sensor.bottom()) {
+    if (!pointerInSensorColumn()) {
         m_waitForExit = false;
         setExitWatch(false);
     }
+}
+
+void NotchBehavior::keyboardTakenAway()
+{
+    if (m_model->isOpen())
+        close();
 }
 
 void NotchBehavior::scrolled(QPointF pixelDelta, Qt::ScrollPhase phase, bool inverted)

@@ -58,6 +58,9 @@ public:
     void buttonPressed();
     void buttonReleased();
     void pointerMoved();
+    // The keyboard went to another window while the panel had it: on desktops that report no
+    // clicks outside, that is what such a click looks like.
+    void keyboardTakenAway();
     // A scroll over the open panel: pixel deltas (none for a plain wheel), its phase and whether
     // the device reports natural scrolling.
     void scrolled(QPointF pixelDelta, Qt::ScrollPhase phase, bool inverted);
@@ -65,6 +68,7 @@ public:
     bool keyPressed(const QKeyEvent &event);
 
 private:
+    [[nodiscard]] bool pointerInSensorColumn() const;
     void scheduleClose();
     void setExitWatch(bool on);
 

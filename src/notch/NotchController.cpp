@@ -3,21 +3,25 @@
 #include "notch/NotchBehavior.h"
 #include "notch/NotchModel.h"
 #include "notch/SensorWindow.h"
+#include "platform/DesktopOverlay.h"
 #include "platform/HotKey.h"
-#include "platform/PointerMonitor.h"
-#include "platform/StackKeeper.h"
-#include "platform/X11Overlay.h"
+#include "platform/PanelShell.h"
+#include "platform/PlatformLog.h"
 #include "store/BoardStore.h"
 
 #include <QCursor>
+#include <QEnterEvent>
 #include <QGuiApplication>
 #include <QKeyEvent>
+#include <QMouseEvent>
 #include <QQmlEngine>
 #include <QQmlProperty>
 #include <QQuickItem>
 #include <QQuickView>
 #include <QScreen>
 #include <QWheelEvent>
+
+#include <cmath>
 
 namespace {
 
@@ -39,7 +43,7 @@ NotchController::NotchController(BoardStore *store, QQmlEngine *engine, const QU
     : QObject(parent), m_store(store)
 {
     m_model = new NotchModel(this);
-    m_pointer = new PointerMonitor(this);
+    m_overlay = DesktopOverlay::create(PanelShell::current(), this);
     m_behavior = new NotchBehavior(m_model, store, this, this);
 
     m_panel = new QQuickView(engine, nullptr);
@@ -60,22 +64,23 @@ NotchController::NotchController(BoardStore *store, QQmlEngine *engine, const QU
     connect(m_sensor, &SensorWindow::entered, m_behavior, &NotchBehavior::sensorEntered);
     connect(m_sensor, &SensorWindow::exited, m_behavior, &NotchBehavior::sensorExited);
 
-    connect(m_pointer, &PointerMonitor::buttonPressed, this, [this] {
+    connect(m_overlay, &DesktopOverlay::buttonPressed, this, [this] {
         m_closingByClick = true;
         m_behavior->buttonPressed();
         m_closingByClick = false;
     });
-    connect(m_pointer, &PointerMonitor::buttonReleased, m_behavior, &NotchBehavior::buttonReleased);
-    connect(m_pointer, &PointerMonitor::moved, m_behavior, &NotchBehavior::pointerMoved);
+    connect(m_overlay, &DesktopOverlay::buttonReleased, m_behavior, &NotchBehavior::buttonReleased);
+    connect(m_overlay, &DesktopOverlay::moved, m_behavior, &NotchBehavior::pointerMoved);
+    connect(m_panel, &QWindow::activeChanged, this, &NotchController::panelActiveChanged);
 
     connect(m_model, &NotchModel::isOpenChanged, this, [this] {
         updatePointerWatch();
         // A compositing manager may have come or gone since; the shape's frames reuse this.
-        m_compositing = X11Overlay::isCompositing();
+        m_compositing = m_overlay->isCompositing();
         updateMask();
         // Whatever came up meanwhile, the opening panel shows above it.
-        if (m_model->isOpen() && m_stack)
-            m_stack->raise();
+        if (m_model->isOpen())
+            m_overlay->raise();
     });
     // Typing into a field needs the keyboard, which a panel opened by hovering does not have.
     connect(m_model, &NotchModel::isEditingChanged, this, [this] {
@@ -108,17 +113,16 @@ NotchController::NotchController(BoardStore *store, QQmlEngine *engine, const QU
     m_panel->setProperty("_q_showWithoutActivating", true);
     relayout();
     m_sensor->create();
-    X11Overlay::prepare(m_sensor);
+    m_overlay->prepare(m_sensor, DesktopOverlay::Role::Sensor);
     m_panel->create();
-    X11Overlay::prepare(m_panel);
-    updateInputArea();
-    m_compositing = X11Overlay::isCompositing();
+    m_overlay->prepare(m_panel, DesktopOverlay::Role::Panel);
+    relayout();
+    m_compositing = m_overlay->isCompositing();
     updateMask();
     m_sensor->show();
     m_panel->show();
-    // No window manager keeps unmanaged windows on top: we do, the sensor under the panel.
-    m_stack = new StackKeeper(this);
-    m_stack->keepAbove({m_sensor, m_panel});
+    // The sensor under the panel.
+    m_overlay->keepAbove({m_sensor, m_panel});
 
     // The hot key follows the stored shortcut and is off while a shortcut is being recorded, so
     // that the keys reach the recorder.
@@ -158,14 +162,23 @@ QScreen *NotchController::screen() const
     return screens.isEmpty() ? nullptr : screens.first();
 }
 
-QPointF NotchController::pointerPosition() const
+std::optional<QPointF> NotchController::pointerPosition() const
 {
-    return QCursor::pos();
+    if (m_overlay->seesWholeDesktop())
+        return QPointF(QCursor::pos());
+    // Elsewhere the last position the desktop reported may be long gone: only our own windows'
+    // enter and leave events say where the pointer is.
+    if (!m_pointerOver)
+        return std::nullopt;
+    return m_lastPointer;
 }
 
 bool NotchController::anyMouseButtonDown() const
 {
-    return m_pointer->anyButtonDown();
+    if (m_overlay->seesWholeDesktop())
+        return m_overlay->anyButtonDown();
+    // A drag that started in the panel keeps the pointer on it until the button goes up.
+    return m_pointerOver && QGuiApplication::mouseButtons() != Qt::NoButton;
 }
 
 QRectF NotchController::screenGeometry() const
@@ -194,9 +207,30 @@ void NotchController::relayout()
         m_panel->setScreen(notchScreen);
         m_sensor->setScreen(notchScreen);
     }
-    m_panel->setGeometry(geometry.panel.toAlignedRect());
-    m_sensor->setGeometry(geometry.sensor.toAlignedRect());
+    m_overlay->place(m_sensor, geometry.sensor.toAlignedRect());
+    updatePanelGeometry();
     updateInputArea();
+}
+
+void NotchController::updatePanelGeometry()
+{
+    const NotchBehavior::Geometry &geometry = m_behavior->geometry();
+    QRect rect = geometry.panel.toAlignedRect();
+    // Where the compositor sends the window every click over its rectangle, the closed panel
+    // shrinks to the shape it shows once the closing spring has settled, and grows back before
+    // it opens. The views are centred, so the shape stays in place on the screen.
+    if (m_overlay->shrinksWhenClosed() && !m_model->isOpen() && m_panel->rootObject()) {
+        const QRectF shape = m_panel->rootObject()->property("shapeRect").toRectF();
+        const qreal closedHeight = m_model->notchSize().height();
+        if (!shape.isEmpty() && shape.height() <= closedHeight + 0.5) {
+            const qreal centre = geometry.panel.center().x();
+            const int width = int(std::ceil(shape.width() / 2)) * 2;
+            rect = QRect(int(std::floor(centre)) - width / 2, int(geometry.panel.top()), width,
+                         int(std::ceil(closedHeight)));
+        }
+    }
+    if (m_panel->geometry() != rect)
+        m_overlay->place(m_panel, rect);
 }
 
 void NotchController::setPanelInteractive(bool interactive, bool focus)
@@ -220,7 +254,7 @@ void NotchController::updatePointerWatch()
 {
     // Clicks matter only while the panel is open; motion only while waiting for the pointer to
     // leave the notch. Otherwise the pointer wakes nothing.
-    m_pointer->watch(m_model->isOpen(), m_exitWatch);
+    m_overlay->watchPointer(m_model->isOpen(), m_exitWatch);
 }
 
 void NotchController::updateInputArea()
@@ -233,11 +267,13 @@ void NotchController::updateInputArea()
     const QRect area = m_interactive
                            ? geometry.openArea.translated(-geometry.panel.topLeft()).toAlignedRect()
                            : QRect();
-    X11Overlay::setInputArea(m_panel, area);
+    m_overlay->setInputArea(m_panel, area);
 }
 
 void NotchController::updateMask()
 {
+    if (m_overlay->shrinksWhenClosed())
+        updatePanelGeometry();
     // Without a compositing manager the transparent part of the window would show as black:
     // clip the window to the shape instead.
     if (m_compositing) {
@@ -258,24 +294,55 @@ void NotchController::takeKeyboard()
     if (m_hasKeyboard)
         return;
     m_hasKeyboard = true;
-    m_previousFocus = X11Overlay::focusedWindow();
-    if (m_previousFocus == quint32(m_panel->winId()))
-        m_previousFocus = 0;
-    m_panel->setFlag(Qt::WindowDoesNotAcceptFocus, false);
-    m_panel->requestActivate();
+    m_overlay->takeKeyboard(m_panel);
 }
 
 void NotchController::releaseKeyboard()
 {
-    m_panel->setFlag(Qt::WindowDoesNotAcceptFocus, true);
-    if (!m_hasKeyboard)
-        return;
+    const bool had = m_hasKeyboard;
+    // Cleared first: the panel losing the keyboard now is our doing, not a click elsewhere.
     m_hasKeyboard = false;
-    // The window manager focuses whatever the click went to; without one, or after Escape or
-    // the hot key, the keyboard goes back to where it was.
-    if (!(m_closingByClick && X11Overlay::hasWindowManager()))
-        X11Overlay::focusWindow(m_previousFocus);
-    m_previousFocus = 0;
+    if (had)
+        m_overlay->releaseKeyboard(m_panel, m_closingByClick);
+    else
+        m_panel->setFlag(Qt::WindowDoesNotAcceptFocus, true);
+}
+
+void NotchController::panelActiveChanged()
+{
+    qCDebug(lcPlatform) << "panel active" << m_panel->isActive() << "had keyboard" << m_hasKeyboard;
+    // Where clicks outside are not reported, another window taking the keyboard from the panel is
+    // the sign of one.
+    if (m_panel->isActive() || !m_hasKeyboard || m_overlay->seesWholeDesktop())
+        return;
+    m_closingByClick = true;
+    m_behavior->keyboardTakenAway();
+    m_closingByClick = false;
+}
+
+void NotchController::trackPointer(QWindow *window, QEvent *event)
+{
+    switch (event->type()) {
+    case QEvent::Enter:
+        m_pointerOver = window;
+        m_lastPointer =
+            m_overlay->mapToGlobal(window, static_cast<QEnterEvent *>(event)->position());
+        break;
+    case QEvent::MouseMove:
+        m_pointerOver = window;
+        m_lastPointer =
+            m_overlay->mapToGlobal(window, static_cast<QMouseEvent *>(event)->position());
+        break;
+    case QEvent::Leave:
+        // Between our two windows the enter of one may come before the leave of the other.
+        if (m_pointerOver == window)
+            m_pointerOver = nullptr;
+        break;
+    default:
+        return;
+    }
+    if (!m_overlay->seesWholeDesktop())
+        m_behavior->pointerMoved();
 }
 
 void NotchController::followOpenShortcut()
@@ -288,8 +355,13 @@ void NotchController::followOpenShortcut()
 
 bool NotchController::eventFilter(QObject *watched, QEvent *event)
 {
+    if (watched == m_sensor) {
+        trackPointer(m_sensor, event);
+        return QObject::eventFilter(watched, event);
+    }
     if (watched != m_panel)
         return QObject::eventFilter(watched, event);
+    trackPointer(m_panel, event);
     switch (event->type()) {
     case QEvent::Enter:
         m_behavior->panelEntered();

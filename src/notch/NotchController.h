@@ -7,19 +7,20 @@
 #include <QUrl>
 
 class BoardStore;
+class DesktopOverlay;
 class HotKey;
 class NotchBehavior;
 class NotchModel;
-class PointerMonitor;
 class QQmlEngine;
 class QQuickView;
 class QScreen;
+class QWindow;
 class SensorWindow;
-class StackKeeper;
 
 // The panel on the desktop: the content window that hosts the views, the hover sensor over the
-// notch, the global pointer watch and the hot key, all wired to NotchBehavior, which makes every
-// decision. Lives as long as the application.
+// notch, the pointer watch and the hot key, all wired to NotchBehavior, which makes every
+// decision. How the windows become part of the desktop is the DesktopOverlay's business, chosen
+// for the session. Lives as long as the application.
 class NotchController : public QObject, private NotchDesktop {
     Q_OBJECT
 
@@ -45,7 +46,7 @@ private slots:
 
 private:
     // NotchDesktop
-    [[nodiscard]] QPointF pointerPosition() const override;
+    [[nodiscard]] std::optional<QPointF> pointerPosition() const override;
     [[nodiscard]] bool anyMouseButtonDown() const override;
     [[nodiscard]] QRectF screenGeometry() const override;
     [[nodiscard]] QRectF availableGeometry() const override;
@@ -57,26 +58,31 @@ private:
     void watchScreen(QScreen *screen);
     void updateInputArea();
     void updatePointerWatch();
+    void updatePanelGeometry();
     void takeKeyboard();
     void releaseKeyboard();
     void followOpenShortcut();
+    // Pointer events on our own windows, for desktops that report nothing else.
+    void trackPointer(QWindow *window, QEvent *event);
+    void panelActiveChanged();
 
     QPointer<BoardStore> m_store;
     NotchModel *m_model = nullptr;
-    PointerMonitor *m_pointer = nullptr;
+    DesktopOverlay *m_overlay = nullptr;
     NotchBehavior *m_behavior = nullptr;
     QQuickView *m_panel = nullptr;
     SensorWindow *m_sensor = nullptr;
     HotKey *m_hotKey = nullptr;
-    StackKeeper *m_stack = nullptr;
     bool m_interactive = false;
     // Looked up when the panel opens or closes, not on every frame of the shape's animation.
     bool m_compositing = true;
     bool m_exitWatch = false;
-    // The keyboard was taken for the panel, and who had it before.
     bool m_hasKeyboard = false;
-    quint32 m_previousFocus = 0;
     // A click outside is closing the panel: the clicked window gets the keyboard, not the one
     // that had it before.
     bool m_closingByClick = false;
+    // Which of our windows has the pointer and where it was last seen on it, in global
+    // coordinates.
+    QWindow *m_pointerOver = nullptr;
+    QPointF m_lastPointer;
 };

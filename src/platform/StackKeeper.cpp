@@ -44,6 +44,10 @@ void StackKeeper::keepAbove(const QList<QWindow *> &windows)
 
 void StackKeeper::raise()
 {
+    // A screen locker is an unmanaged window over the whole screen: nothing of ours goes over
+    // it, not even the panel opened by the hot key or the morning greeting.
+    if (stackAbove().locker)
+        return;
     for (QWindow *window : std::as_const(m_windows)) {
         if (window && window->isVisible())
             window->raise();
@@ -59,14 +63,16 @@ bool StackKeeper::ours(quint32 window) const
     return false;
 }
 
-void StackKeeper::check()
+StackKeeper::Above StackKeeper::stackAbove() const
 {
-    m_checkQueued = false;
+    Above above;
     xcb_connection_t *c = m_source->connection();
+    if (!c)
+        return above;
     XcbReply<xcb_query_tree_reply_t> tree(
         xcb_query_tree_reply(c, xcb_query_tree(c, m_source->root()), nullptr));
     if (!tree)
-        return;
+        return above;
     const xcb_window_t *children = xcb_query_tree_children(tree.get());
     const int count = xcb_query_tree_children_length(tree.get());
     // Bottom to top: is anything viewable stacked above the lowest of ours?
@@ -76,9 +82,8 @@ void StackKeeper::check()
             lowestOurs = i;
     }
     if (lowestOurs < 0)
-        return;
+        return above;
     const xcb_screen_t *screen = xcb_setup_roots_iterator(xcb_get_setup(c)).data;
-    bool covered = false;
     for (int i = lowestOurs + 1; i < count; ++i) {
         if (ours(children[i]))
             continue;
@@ -87,20 +92,29 @@ void StackKeeper::check()
         if (!attributes || attributes->map_state != XCB_MAP_STATE_VIEWABLE ||
             attributes->_class == XCB_WINDOW_CLASS_INPUT_ONLY)
             continue;
-        // Menus and tooltips of other programs come and go above us; a full-screen window
-        // (a film, a game, a presentation) keeps the screen.
-        if (attributes->override_redirect)
-            continue;
         XcbReply<xcb_get_geometry_reply_t> geometry(
             xcb_get_geometry_reply(c, xcb_get_geometry(c, children[i]), nullptr));
         if (!geometry)
             continue;
+        // A full-screen window (a film, a game, a presentation) keeps the screen.
         if (geometry->x <= 0 && geometry->y <= 0 &&
             geometry->x + geometry->width >= screen->width_in_pixels &&
-            geometry->y + geometry->height >= screen->height_in_pixels)
-            return;
-        covered = true;
+            geometry->y + geometry->height >= screen->height_in_pixels) {
+            above.fullScreen = true;
+            above.locker = attributes->override_redirect;
+            return above;
+        }
+        // Menus and tooltips of other programs come and go above us.
+        if (!attributes->override_redirect)
+            above.covered = true;
     }
-    if (covered)
+    return above;
+}
+
+void StackKeeper::check()
+{
+    m_checkQueued = false;
+    const Above above = stackAbove();
+    if (above.covered && !above.fullScreen)
         raise();
 }

@@ -21,6 +21,12 @@ public:
     void raise();
 
 private:
+    struct Above {
+        bool covered = false;    // an ordinary window is stacked over one of ours
+        bool fullScreen = false; // a window over ours covers the whole screen
+        bool locker = false;     // ... and no window manager handles it
+    };
+    [[nodiscard]] Above stackAbove() const;
     void check();
     [[nodiscard]] bool ours(quint32 window) const;
 

@@ -154,3 +154,29 @@ void X11Overlay::focusWindow(quint32 window)
                         XCB_CURRENT_TIME);
     xcb_flush(c);
 }
+
+void X11Overlay::setInputFocus(quint32 window)
+{
+    xcb_connection_t *c = connection();
+    if (!c)
+        return;
+    if (window != 0) {
+        XcbReply<xcb_get_window_attributes_reply_t> attributes(
+            xcb_get_window_attributes_reply(c, xcb_get_window_attributes(c, window), nullptr));
+        if (!attributes || attributes->map_state != XCB_MAP_STATE_VIEWABLE)
+            window = 0;
+    }
+    xcb_set_input_focus(c, XCB_INPUT_FOCUS_POINTER_ROOT,
+                        window != 0 ? window : xcb_window_t(XCB_INPUT_FOCUS_POINTER_ROOT),
+                        XCB_CURRENT_TIME);
+    xcb_flush(c);
+}
+
+void X11Overlay::takeFocus(QWindow *window)
+{
+    xcb_connection_t *c = connection();
+    if (!c || !window || !window->handle())
+        return;
+    xcb_set_input_focus(c, XCB_INPUT_FOCUS_PARENT, xcb_window_t(window->winId()), XCB_CURRENT_TIME);
+    xcb_flush(c);
+}

@@ -23,6 +23,11 @@ public:
     [[nodiscard]] static quint32 focusedWindow();
     // Whether an EWMH window manager runs.
     [[nodiscard]] static bool hasWindowManager();
-    // Hands the keyboard back to `window` if it still exists and is viewable.
+    // Hands the keyboard back to `window` if it still exists and is viewable, telling the
+    // window manager as a pager would.
     static void focusWindow(quint32 window);
+    // The same without a word to the window manager (or compositor).
+    static void setInputFocus(quint32 window);
+    // Gives one of our own windows the keyboard now, whatever happened since Qt's last event.
+    static void takeFocus(QWindow *window);
 };

@@ -1,0 +1,88 @@
+#include "WaylandGlobals.h"
+
+#include "platform/PlatformLog.h"
+
+#include <QGuiApplication>
+#include <qpa/qplatformnativeinterface.h>
+
+#include <algorithm>
+#include <cstring>
+
+#include <wayland-client.h>
+// The protocol has a request argument named "namespace".
+#define namespace namespace_
+#include "wlr-layer-shell-unstable-v1-client-protocol.h"
+#undef namespace
+#include "viewporter-client-protocol.h"
+
+namespace {
+
+template <typename T>
+T *bind(wl_registry *registry, uint32_t name, const wl_interface *interface, uint32_t version)
+{
+    return static_cast<T *>(wl_registry_bind(registry, name, interface, version));
+}
+
+void addGlobal(void *data, wl_registry *registry, uint32_t name, const char *interface,
+               uint32_t version)
+{
+    auto *g = static_cast<WaylandGlobals *>(data);
+    if (std::strcmp(interface, wl_compositor_interface.name) == 0 && !g->compositor) {
+        g->compositor =
+            bind<wl_compositor>(registry, name, &wl_compositor_interface, std::min(version, 4u));
+    } else if (std::strcmp(interface, wl_shm_interface.name) == 0 && !g->shm) {
+        g->shm = bind<wl_shm>(registry, name, &wl_shm_interface, 1);
+    } else if (std::strcmp(interface, wl_seat_interface.name) == 0 && !g->seat) {
+        g->seat = bind<wl_seat>(registry, name, &wl_seat_interface, std::min(version, 5u));
+    } else if (std::strcmp(interface, wp_viewporter_interface.name) == 0 && !g->viewporter) {
+        g->viewporter = bind<wp_viewporter>(registry, name, &wp_viewporter_interface, 1);
+    } else if (std::strcmp(interface, zwlr_layer_shell_v1_interface.name) == 0 && !g->layerShell) {
+        g->layerShellVersion = std::min(version, 4u);
+        g->layerShell = bind<zwlr_layer_shell_v1>(registry, name, &zwlr_layer_shell_v1_interface,
+                                                  g->layerShellVersion);
+    }
+}
+
+void removeGlobal(void *, wl_registry *, uint32_t) {}
+
+const wl_registry_listener registryListener{addGlobal, removeGlobal};
+
+void toDefaultQueue(void *proxy)
+{
+    if (proxy)
+        wl_proxy_set_queue(static_cast<wl_proxy *>(proxy), nullptr);
+}
+
+} // namespace
+
+WaylandGlobals &WaylandGlobals::get()
+{
+    // The registry gets a queue of its own so that the round trip dispatches nothing of Qt's;
+    // what it binds then moves to the default queue, which Qt dispatches on the main thread.
+    static WaylandGlobals bound = [] {
+        WaylandGlobals g;
+        QPlatformNativeInterface *native = QGuiApplication::platformNativeInterface();
+        if (!native || QGuiApplication::platformName() != u"wayland")
+            return g;
+        g.display = static_cast<wl_display *>(native->nativeResourceForIntegration("wl_display"));
+        if (!g.display)
+            return g;
+        wl_event_queue *queue = wl_display_create_queue(g.display);
+        auto *wrapper = static_cast<wl_display *>(wl_proxy_create_wrapper(g.display));
+        wl_proxy_set_queue(reinterpret_cast<wl_proxy *>(wrapper), queue);
+        wl_registry *registry = wl_display_get_registry(wrapper);
+        wl_registry_add_listener(registry, &registryListener, &g);
+        wl_display_roundtrip_queue(g.display, queue);
+        for (void *proxy : {static_cast<void *>(g.compositor), static_cast<void *>(g.shm),
+                            static_cast<void *>(g.seat), static_cast<void *>(g.viewporter),
+                            static_cast<void *>(g.layerShell)})
+            toDefaultQueue(proxy);
+        wl_registry_destroy(registry);
+        wl_proxy_wrapper_destroy(wrapper);
+        wl_event_queue_destroy(queue);
+        if (!g.layerShell)
+            qCWarning(lcPlatform, "the Wayland compositor offers no layer-shell");
+        return g;
+    }();
+    return bound;
+}

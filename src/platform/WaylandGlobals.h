@@ -1,0 +1,24 @@
+#pragma once
+
+#include <cstdint>
+
+struct wl_compositor;
+struct wl_display;
+struct wl_seat;
+struct wl_shm;
+struct wp_viewporter;
+struct zwlr_layer_shell_v1;
+
+// The compositor's globals that our layer surfaces need, bound once on Qt's own connection and
+// dispatched with Qt's events on the main thread. All null away from Wayland.
+struct WaylandGlobals {
+    wl_display *display = nullptr;
+    wl_compositor *compositor = nullptr;
+    wl_shm *shm = nullptr;
+    wl_seat *seat = nullptr;
+    wp_viewporter *viewporter = nullptr;
+    zwlr_layer_shell_v1 *layerShell = nullptr;
+    uint32_t layerShellVersion = 0;
+
+    [[nodiscard]] static WaylandGlobals &get();
+};
