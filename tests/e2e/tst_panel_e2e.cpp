@@ -522,6 +522,41 @@ private slots:
         QVERIFY2(focused(), "the focus did not stay with the window");
     }
 
+    // A screen locker is an unmanaged window over the whole screen; the hot key still opens the
+    // panel behind it, but nothing of ours may show over it.
+    void screenLockerKeepsTheScreen()
+    {
+        CHECKED(startApp());
+        xcb_connection_t *c = m_x->connection();
+        const xcb_window_t locker = xcb_generate_id(c);
+        const quint32 values[] = {0x808080, 1}; // grey background, override-redirect
+        xcb_create_window(c, XCB_COPY_FROM_PARENT, locker, m_x->root(), 0, 0, XServer::Width,
+                          XServer::Height, 0, XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT,
+                          XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT, values);
+        xcb_map_window(c, locker);
+        xcb_flush(c);
+        QVERIFY(waitFor([&] { return m_x->isViewable(locker); }));
+        const auto lockerShows = [this] {
+            const QRgb colour = m_x->pixel(InsideOpenCard[0].x(), InsideOpenCard[0].y());
+            return isNear(colour, qRgb(128, 128, 128), 8);
+        };
+        VERIFY_SCREEN(waitFor(lockerShows), u"the locker never covered the screen"_qs);
+
+        CHECKED(pressHotKey());
+        // Opened pinned: it has the keyboard, and yet stays under the locker.
+        QVERIFY2(waitFor([this] { return contentHasFocus(); }), "Alt+N did not open the panel");
+        QVERIFY(m_x->isStackedAbove(locker, m_content));
+        VERIFY_SCREEN(lockerShows(), u"the panel showed over the screen locker"_qs);
+
+        // Unlocked, the open panel is there.
+        xcb_destroy_window(c, locker);
+        xcb_flush(c);
+        CHECKED(pressHotKey());
+        CHECKED(pressHotKey());
+        VERIFY_SCREEN(waitFor([this] { return isOpen(); }),
+                      u"the panel did not show once the locker went"_qs);
+    }
+
     void clickOnClosedPanelReachesWindowBelow()
     {
         CHECKED(startApp());
