@@ -130,10 +130,19 @@ ClickCatcher::ClickCatcher(QObject *parent) : QObject(parent)
     zwlr_layer_surface_v1_set_keyboard_interactivity(
         m_layer, ZWLR_LAYER_SURFACE_V1_KEYBOARD_INTERACTIVITY_NONE);
     setInputRegion(QRect(), false);
-    // Our own pointer object: Qt's ignores surfaces it did not make.
+    wl_display_roundtrip(g.display);
+    ensurePointer();
+}
+
+void ClickCatcher::ensurePointer()
+{
+    // Our own pointer object: Qt's ignores surfaces it did not make. A seat gains a pointer
+    // when a mouse is plugged in, so this is asked again whenever catching starts.
+    const WaylandGlobals &g = WaylandGlobals::get();
+    if (m_pointer || !g.seat || !(g.seatCapabilities & WL_SEAT_CAPABILITY_POINTER))
+        return;
     m_pointer = wl_seat_get_pointer(g.seat);
     wl_pointer_add_listener(m_pointer, &ClickCatcherListeners::pointer, this);
-    wl_display_roundtrip(g.display);
 }
 
 ClickCatcher::~ClickCatcher()
@@ -169,6 +178,7 @@ void ClickCatcher::catchAround(const QRect &hole)
 {
     if (!m_surface)
         return;
+    ensurePointer();
     m_catching = true;
     setInputRegion(hole, true);
 }

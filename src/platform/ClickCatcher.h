@@ -34,6 +34,7 @@ signals:
 
 private:
     void setInputRegion(const QRect &hole, bool catching);
+    void ensurePointer();
 
     wl_surface *m_surface = nullptr;
     zwlr_layer_surface_v1 *m_layer = nullptr;

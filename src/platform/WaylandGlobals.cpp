@@ -23,6 +23,15 @@ T *bind(wl_registry *registry, uint32_t name, const wl_interface *interface, uin
     return static_cast<T *>(wl_registry_bind(registry, name, interface, version));
 }
 
+void seatCapabilities(void *data, wl_seat *, uint32_t capabilities)
+{
+    static_cast<WaylandGlobals *>(data)->seatCapabilities = capabilities;
+}
+
+void seatName(void *, wl_seat *, const char *) {}
+
+const wl_seat_listener seatListener{seatCapabilities, seatName};
+
 void addGlobal(void *data, wl_registry *registry, uint32_t name, const char *interface,
                uint32_t version)
 {
@@ -34,6 +43,7 @@ void addGlobal(void *data, wl_registry *registry, uint32_t name, const char *int
         g->shm = bind<wl_shm>(registry, name, &wl_shm_interface, 1);
     } else if (std::strcmp(interface, wl_seat_interface.name) == 0 && !g->seat) {
         g->seat = bind<wl_seat>(registry, name, &wl_seat_interface, std::min(version, 5u));
+        wl_seat_add_listener(g->seat, &seatListener, g);
     } else if (std::strcmp(interface, wp_viewporter_interface.name) == 0 && !g->viewporter) {
         g->viewporter = bind<wp_viewporter>(registry, name, &wp_viewporter_interface, 1);
     } else if (std::strcmp(interface, zwlr_layer_shell_v1_interface.name) == 0 && !g->layerShell) {
@@ -59,14 +69,15 @@ WaylandGlobals &WaylandGlobals::get()
 {
     // The registry gets a queue of its own so that the round trip dispatches nothing of Qt's;
     // what it binds then moves to the default queue, which Qt dispatches on the main thread.
-    static WaylandGlobals bound = [] {
-        WaylandGlobals g;
+    static WaylandGlobals bound;
+    static const bool done = [] {
+        WaylandGlobals &g = bound;
         QPlatformNativeInterface *native = QGuiApplication::platformNativeInterface();
         if (!native || QGuiApplication::platformName() != u"wayland")
-            return g;
+            return false;
         g.display = static_cast<wl_display *>(native->nativeResourceForIntegration("wl_display"));
         if (!g.display)
-            return g;
+            return false;
         wl_event_queue *queue = wl_display_create_queue(g.display);
         auto *wrapper = static_cast<wl_display *>(wl_proxy_create_wrapper(g.display));
         wl_proxy_set_queue(reinterpret_cast<wl_proxy *>(wrapper), queue);
@@ -82,7 +93,8 @@ WaylandGlobals &WaylandGlobals::get()
         wl_event_queue_destroy(queue);
         if (!g.layerShell)
             qCWarning(lcPlatform, "the Wayland compositor offers no layer-shell");
-        return g;
+        return true;
     }();
+    Q_UNUSED(done)
     return bound;
 }

@@ -19,6 +19,9 @@ struct WaylandGlobals {
     wp_viewporter *viewporter = nullptr;
     zwlr_layer_shell_v1 *layerShell = nullptr;
     uint32_t layerShellVersion = 0;
+    // What the seat has now (pointer, keyboard, touch); asking for a pointer it never had is a
+    // protocol error that ends the connection.
+    uint32_t seatCapabilities = 0;
 
     [[nodiscard]] static WaylandGlobals &get();
 };
