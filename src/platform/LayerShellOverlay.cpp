@@ -51,10 +51,9 @@ void LayerShellOverlay::takeKeyboard(QWindow *window)
     LayerSurface *surface = m_windows.value(window).surface;
     if (!surface)
         return;
-    // Some compositors give the keyboard on demand only after a click on the surface (KWin), so
-    // it is asked for exclusively; once it is here, on demand is enough to keep it, and lets a
-    // click on another window take it away (sway keeps an exclusive surface focused whatever is
-    // clicked).
+    // Asked for exclusively: some compositors give it on demand only after a click on the
+    // surface (KWin), and some take it away again from a surface that switches to on demand
+    // (sway 1.10). Clicks beside the panel are caught below it instead.
     surface->setKeyboard(LayerSurface::Keyboard::Exclusive);
     // While the panel holds the keyboard a click beside it must close it, and only a surface of
     // ours can see one.
@@ -62,16 +61,6 @@ void LayerShellOverlay::takeKeyboard(QWindow *window)
     const QPoint outputOrigin =
         window->screen() ? window->screen()->geometry().topLeft() : QPoint();
     m_clicks->catchAround(placed.inputArea.translated(placed.geometry.topLeft() - outputOrigin));
-    if (!m_watchingActive.contains(window)) {
-        m_watchingActive.insert(window);
-        connect(window, &QWindow::activeChanged, this, [this, window] {
-            LayerSurface *layer = m_windows.value(window).surface;
-            if (window->isActive() && layer &&
-                layer->keyboard() == LayerSurface::Keyboard::Exclusive &&
-                LayerSurface::supportsOnDemand())
-                layer->setKeyboard(LayerSurface::Keyboard::OnDemand);
-        });
-    }
 }
 
 void LayerShellOverlay::releaseKeyboard(QWindow *window, bool)

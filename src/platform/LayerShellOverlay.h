@@ -4,7 +4,6 @@
 
 #include <QHash>
 #include <QPointer>
-#include <QSet>
 
 class ClickCatcher;
 class LayerSurface;
@@ -35,5 +34,4 @@ private:
     };
     QHash<const QWindow *, Placed> m_windows;
     ClickCatcher *m_clicks = nullptr;
-    QSet<const QWindow *> m_watchingActive;
 };
