@@ -76,7 +76,9 @@ class TestNotchRootView : public QObject {
     void open()
     {
         m_model->setOpen(true);
-        QTest::qWait(settleMs);
+        // Settled when the spring has come to rest at the open size, however busy the machine.
+        QTRY_COMPARE_WITH_TIMEOUT(root()->property("shapeRect").toRectF().size(), QSizeF(780, 380),
+                                  10000);
     }
 
     [[nodiscard]] QQuickItem *root() const { return m_view->rootObject(); }
