@@ -52,7 +52,6 @@ private slots:
         PanelShell::Session session;
         session.forced = forced;
         session.qpaPlatform = qpa;
-        session.hasX11Display = true;
         if (wayland > 0)
             session.wayland = PanelShell::WaylandProbe{wayland == 2};
         QCOMPARE(PanelShell::decide(session), expected);

@@ -6,7 +6,6 @@
 #include "platform/DesktopOverlay.h"
 #include "platform/HotKey.h"
 #include "platform/PanelShell.h"
-#include "platform/PlatformLog.h"
 #include "store/BoardStore.h"
 
 #include <QCursor>
@@ -310,7 +309,6 @@ void NotchController::releaseKeyboard()
 
 void NotchController::panelActiveChanged()
 {
-    qCDebug(lcPlatform) << "panel active" << m_panel->isActive() << "had keyboard" << m_hasKeyboard;
     // Where clicks outside are not reported, another window taking the keyboard from the panel is
     // the sign of one.
     if (m_panel->isActive() || !m_hasKeyboard || m_overlay->seesWholeDesktop())

@@ -3,7 +3,6 @@
 #include "platform/DesktopOverlay.h"
 
 #include <QHash>
-#include <QPointer>
 
 class ClickCatcher;
 class LayerSurface;

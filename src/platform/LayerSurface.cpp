@@ -20,29 +20,18 @@ struct Globals {
     wl_display *display;
     wl_compositor *compositor;
     zwlr_layer_shell_v1 *shell;
-    uint32_t shellVersion;
 };
 
 Globals globals()
 {
     const WaylandGlobals &g = WaylandGlobals::get();
-    return {g.display, g.compositor, g.layerShell, g.layerShellVersion};
+    return {g.display, g.compositor, g.layerShell};
 }
 
 } // namespace
 
 const zwlr_layer_surface_v1_listener LayerSurface::s_listener{&LayerSurface::configure,
                                                               &LayerSurface::closedByCompositor};
-
-bool LayerSurface::isAvailable()
-{
-    return globals().shell != nullptr && globals().compositor != nullptr;
-}
-
-bool LayerSurface::supportsOnDemand()
-{
-    return globals().shellVersion >= 4;
-}
 
 LayerSurface::LayerSurface(QWindow *window, const char *scope, QObject *parent)
     : QObject(parent), m_window(window)
@@ -79,26 +68,19 @@ LayerSurface::~LayerSurface()
         zwlr_layer_surface_v1_destroy(m_layer);
 }
 
-void LayerSurface::configure(void *data, zwlr_layer_surface_v1 *layer, uint32_t serial,
-                             uint32_t width, uint32_t height)
+void LayerSurface::configure(void *, zwlr_layer_surface_v1 *layer, uint32_t serial, uint32_t,
+                             uint32_t)
 {
+    // The size is ours to choose, and the compositor gives it.
     zwlr_layer_surface_v1_ack_configure(layer, serial);
-    auto *self = static_cast<LayerSurface *>(data);
-    // We ask for a size and are given it; a compositor that chooses (0) or shrinks it gets what
-    // it asked for, so that the next buffer fits.
-    const QSize given{int(width), int(height)};
-    if (!given.isEmpty() && given != self->m_size && self->m_window)
-        qCDebug(lcPlatform, "compositor gave %dx%d instead of %dx%d", given.width(), given.height(),
-                self->m_size.width(), self->m_size.height());
 }
 
 void LayerSurface::closedByCompositor(void *data, zwlr_layer_surface_v1 *)
 {
-    auto *self = static_cast<LayerSurface *>(data);
-    self->m_closed = true;
+    // Its output went away; the window shows nothing until it is made again.
+    const auto *self = static_cast<LayerSurface *>(data);
     qCWarning(lcPlatform, "the compositor closed the layer surface of %s",
               self->m_window ? qPrintable(self->m_window->title()) : "a window");
-    emit self->closed();
 }
 
 void LayerSurface::commit()
@@ -135,12 +117,9 @@ void LayerSurface::setKeyboard(Keyboard keyboard)
     if (!m_layer || keyboard == m_keyboard)
         return;
     m_keyboard = keyboard;
-    uint32_t mode = ZWLR_LAYER_SURFACE_V1_KEYBOARD_INTERACTIVITY_NONE;
-    if (keyboard == Keyboard::Exclusive)
-        mode = ZWLR_LAYER_SURFACE_V1_KEYBOARD_INTERACTIVITY_EXCLUSIVE;
-    else if (keyboard == Keyboard::OnDemand)
-        mode = supportsOnDemand() ? ZWLR_LAYER_SURFACE_V1_KEYBOARD_INTERACTIVITY_ON_DEMAND
-                                  : ZWLR_LAYER_SURFACE_V1_KEYBOARD_INTERACTIVITY_EXCLUSIVE;
-    zwlr_layer_surface_v1_set_keyboard_interactivity(m_layer, mode);
+    zwlr_layer_surface_v1_set_keyboard_interactivity(
+        m_layer, keyboard == Keyboard::Exclusive
+                     ? ZWLR_LAYER_SURFACE_V1_KEYBOARD_INTERACTIVITY_EXCLUSIVE
+                     : ZWLR_LAYER_SURFACE_V1_KEYBOARD_INTERACTIVITY_NONE);
     commit();
 }

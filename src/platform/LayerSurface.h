@@ -16,7 +16,7 @@ class LayerSurface : public QObject {
     Q_OBJECT
 
 public:
-    enum class Keyboard { None, Exclusive, OnDemand };
+    enum class Keyboard { None, Exclusive };
 
     // Call after window->create() and before the first show(). `scope` names the surface to the
     // compositor (rules in its configuration can refer to it).
@@ -25,21 +25,12 @@ public:
 
     // False when the compositor has no layer-shell or the window has no Wayland surface.
     [[nodiscard]] bool isValid() const { return m_layer != nullptr; }
-    // The compositor took the surface away (its output went); the window shows nothing.
-    [[nodiscard]] bool isClosed() const { return m_closed; }
 
     void setSize(QSize size);
     // In the window's coordinates; an empty region lets every click through.
     void setInputRegion(const QRect &area);
     void setKeyboard(Keyboard keyboard);
     [[nodiscard]] Keyboard keyboard() const { return m_keyboard; }
-    // Whether the compositor can give the keyboard on demand (protocol version 4).
-    [[nodiscard]] static bool supportsOnDemand();
-    // Whether this session's compositor offers layer-shell at all.
-    [[nodiscard]] static bool isAvailable();
-
-signals:
-    void closed();
 
 private:
     static void configure(void *data, zwlr_layer_surface_v1 *layer, uint32_t serial, uint32_t width,
@@ -53,5 +44,4 @@ private:
     zwlr_layer_surface_v1 *m_layer = nullptr;
     QSize m_size;
     Keyboard m_keyboard = Keyboard::None;
-    bool m_closed = false;
 };

@@ -69,7 +69,7 @@ PanelShell::Kind PanelShell::choose()
     Session session;
     session.forced = qEnvironmentVariable("TALLOWFERN_SHELL");
     session.qpaPlatform = qEnvironmentVariable("QT_QPA_PLATFORM");
-    session.hasX11Display = !qEnvironmentVariableIsEmpty("DISPLAY");
+    const bool hasX11Display = !qEnvironmentVariableIsEmpty("DISPLAY");
     if (!session.forced.isEmpty() && !fromName(session.forced))
         qCWarning(lcPlatform, "TALLOWFERN_SHELL=%s is none of layer-shell, xwayland, x11; ignored",
                   qPrintable(session.forced));
@@ -82,7 +82,7 @@ PanelShell::Kind PanelShell::choose()
         qCWarning(lcPlatform, "no Wayland compositor with layer-shell answers; using X11");
         kind = session.wayland ? Kind::XWayland : Kind::X11;
     }
-    if (kind == Kind::XWayland && !session.hasX11Display)
+    if (kind == Kind::XWayland && !hasX11Display)
         qCWarning(lcPlatform, "a Wayland session without layer-shell and without XWayland "
                               "(no DISPLAY): the panel cannot be shown");
 
@@ -98,7 +98,7 @@ PanelShell::Kind PanelShell::choose()
     case Kind::XWayland:
     case Kind::X11:
         if (!qpaChosenByUser || !session.forced.isEmpty())
-            if (session.hasX11Display || kind == Kind::XWayland)
+            if (hasX11Display || kind == Kind::XWayland)
                 qputenv("QT_QPA_PLATFORM", "xcb");
         break;
     }

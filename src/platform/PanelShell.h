@@ -38,7 +38,6 @@ public:
     struct Session {
         QString forced;      // TALLOWFERN_SHELL
         QString qpaPlatform; // QT_QPA_PLATFORM as the user set it
-        bool hasX11Display = false;
         std::optional<WaylandProbe> wayland;
     };
     [[nodiscard]] static Kind decide(const Session &session);

@@ -124,17 +124,34 @@ bool X11Overlay::hasWindowManager()
            xcb_get_property_value_length(reply.get()) >= 4;
 }
 
+namespace {
+
+// `window` if it still exists and is viewable, else 0.
+xcb_window_t viewableOrNone(xcb_connection_t *c, xcb_window_t window)
+{
+    if (window == 0)
+        return 0;
+    XcbReply<xcb_get_window_attributes_reply_t> attributes(
+        xcb_get_window_attributes_reply(c, xcb_get_window_attributes(c, window), nullptr));
+    return attributes && attributes->map_state == XCB_MAP_STATE_VIEWABLE ? window : 0;
+}
+
+void setFocus(xcb_connection_t *c, xcb_window_t window)
+{
+    xcb_set_input_focus(c, XCB_INPUT_FOCUS_POINTER_ROOT,
+                        window != 0 ? window : xcb_window_t(XCB_INPUT_FOCUS_POINTER_ROOT),
+                        XCB_CURRENT_TIME);
+    xcb_flush(c);
+}
+
+} // namespace
+
 void X11Overlay::focusWindow(quint32 window)
 {
     xcb_connection_t *c = connection();
     if (!c)
         return;
-    if (window != 0) {
-        XcbReply<xcb_get_window_attributes_reply_t> attributes(
-            xcb_get_window_attributes_reply(c, xcb_get_window_attributes(c, window), nullptr));
-        if (!attributes || attributes->map_state != XCB_MAP_STATE_VIEWABLE)
-            window = 0;
-    }
+    window = viewableOrNone(c, window);
     if (window != 0 && hasWindowManager()) {
         // Tell the window manager too, as a pager would, so that its own idea of the active
         // window follows.
@@ -149,27 +166,13 @@ void X11Overlay::focusWindow(quint32 window)
                        XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
                        reinterpret_cast<const char *>(&event));
     }
-    xcb_set_input_focus(c, XCB_INPUT_FOCUS_POINTER_ROOT,
-                        window != 0 ? window : xcb_window_t(XCB_INPUT_FOCUS_POINTER_ROOT),
-                        XCB_CURRENT_TIME);
-    xcb_flush(c);
+    setFocus(c, window);
 }
 
 void X11Overlay::setInputFocus(quint32 window)
 {
-    xcb_connection_t *c = connection();
-    if (!c)
-        return;
-    if (window != 0) {
-        XcbReply<xcb_get_window_attributes_reply_t> attributes(
-            xcb_get_window_attributes_reply(c, xcb_get_window_attributes(c, window), nullptr));
-        if (!attributes || attributes->map_state != XCB_MAP_STATE_VIEWABLE)
-            window = 0;
-    }
-    xcb_set_input_focus(c, XCB_INPUT_FOCUS_POINTER_ROOT,
-                        window != 0 ? window : xcb_window_t(XCB_INPUT_FOCUS_POINTER_ROOT),
-                        XCB_CURRENT_TIME);
-    xcb_flush(c);
+    if (xcb_connection_t *c = connection())
+        setFocus(c, viewableOrNone(c, window));
 }
 
 void X11Overlay::takeFocus(QWindow *window)
