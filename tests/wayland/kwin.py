@@ -11,7 +11,7 @@ import shutil
 import subprocess
 
 import waylandtest
-from panelsteps import BTN_LEFT, EvdevInput, GI_PYTHON, HEIGHT, WIDTH, write_png
+from panelsteps import GI_PYTHON, HEIGHT, WIDTH, LineInput, write_png
 from waylandtest import StepFailed, log, wait_for
 
 # Runs as the session's user under the system Python (which has PyGObject): ScreenShot2 writes
@@ -178,52 +178,25 @@ class KWin:
         return image
 
 
-class FakeInput(EvdevInput):
+class FakeInput(LineInput):
     """One lasting virtual pointer and keyboard in KWin, driven through kwin_fake_input."""
+
+    what = "fake input"
 
     def __init__(self, session, helper_binary, env):
         self.session = session
         installed = session.install_binary(helper_binary)
         full_env = dict(session.env)
         full_env.update({k: v for k, v in env.items() if v})
-        errors = open(os.path.join(session.artifacts_dir, "kwin-fake-input.log"), "wb")
-        self.process = subprocess.Popen(
-            session.user_command([installed]), env=full_env, cwd=session.home,
-            stdin=subprocess.PIPE, stdout=subprocess.PIPE,
-            stderr=errors, text=True, bufsize=1, start_new_session=True)
-        errors.close()
-        first = self.process.stdout.readline().strip()
+        first = self.start_helper(session, session.user_command([installed]), full_env,
+                                  "kwin-fake-input.log")
         if not first.startswith("ready"):
             raise StepFailed("kwin_fake_input did not start: %r" % first)
         if int(first.split()[1]) < 4:
             raise StepFailed("KWin's fake input is version %s; keys need 4" % first.split()[1])
         self.position = None
 
-    def _send(self, command):
-        self.process.stdin.write(command + "\n")
-        self.process.stdin.flush()
-        answer = self.process.stdout.readline().strip()
-        if answer != "ok":
-            raise StepFailed("fake input %s: %s" % (command, answer or "helper gone"))
-
     def move(self, x, y):
         self._send("move %d %d" % (x, y))
         self.position = (x, y)
 
-    def button(self, pressed, button=BTN_LEFT):
-        self._send("button %d %s" % (button, "press" if pressed else "release"))
-
-    def key(self, code, pressed):
-        self._send("key %d %s" % (code, "press" if pressed else "release"))
-
-    def close(self):
-        if self.process.poll() is None:
-            try:
-                self.process.stdin.close()
-            except OSError:
-                pass
-            try:
-                self.process.wait(5)
-            except subprocess.TimeoutExpired:
-                self.process.kill()
-                self.process.wait()

@@ -14,7 +14,7 @@ import struct
 import subprocess
 
 import waylandtest
-from panelsteps import BTN_LEFT, EvdevInput, GI_PYTHON, HEIGHT, KEY_LEFTSHIFT, WIDTH, write_png
+from panelsteps import GI_PYTHON, HEIGHT, KEY_LEFTSHIFT, WIDTH, LineInput, write_png
 from waylandtest import StepFailed, log, wait_for
 
 # What the recorder paints: the backdrop a composed screenshot puts the X windows on.
@@ -197,22 +197,18 @@ class Mutter:
         return image
 
 
-class RemoteDesktopInput(EvdevInput):
+class RemoteDesktopInput(LineInput):
     """A virtual pointer and keyboard in mutter. mutter 43 moves the pointer to an absolute
     position only for a screen-cast stream, which needs PipeWire; relative motion needs nothing
     and mutter applies no acceleration to it, so the pointer is pushed into the top-left corner
     once and then moved by differences from the position kept here."""
 
+    what = "RemoteDesktop"
+
     def __init__(self, session):
         self.session = session
         command = session.user_command([GI_PYTHON, "-c", _INPUT_HELPER])
-        errors = open(os.path.join(session.artifacts_dir, "mutter-input.log"), "wb")
-        self.process = subprocess.Popen(
-            command, env=session.env, cwd=session.home, stdin=subprocess.PIPE,
-            stdout=subprocess.PIPE,
-            stderr=errors, text=True, bufsize=1, start_new_session=True)
-        errors.close()
-        first = self.process.stdout.readline().strip()
+        first = self.start_helper(session, command, session.env, "mutter-input.log")
         if not first.startswith("ready"):
             raise StepFailed("mutter's RemoteDesktop session did not start (%r; see "
                              "mutter-input.log)" % first)
@@ -223,13 +219,6 @@ class RemoteDesktopInput(EvdevInput):
         self.position = None
         self.home()
 
-    def _send(self, command):
-        self.process.stdin.write(command + "\n")
-        self.process.stdin.flush()
-        answer = self.process.stdout.readline().strip()
-        if answer != "ok":
-            raise StepFailed("RemoteDesktop %s: %s" % (command, answer or "helper gone"))
-
     def home(self):
         self._send("motion %d %d" % (-4 * WIDTH, -4 * HEIGHT))
         self.position = (0, 0)
@@ -239,24 +228,6 @@ class RemoteDesktopInput(EvdevInput):
         if dx or dy:
             self._send("motion %d %d" % (dx, dy))
         self.position = (x, y)
-
-    def button(self, pressed, button=BTN_LEFT):
-        self._send("button %d %s" % (button, "press" if pressed else "release"))
-
-    def key(self, code, pressed):
-        self._send("key %d %s" % (code, "press" if pressed else "release"))
-
-    def close(self):
-        if self.process.poll() is None:
-            try:
-                self.process.stdin.close()
-            except OSError:
-                pass
-            try:
-                self.process.wait(5)
-            except subprocess.TimeoutExpired:
-                self.process.kill()
-                self.process.wait()
 
 
 # -- pictures -------------------------------------------------------------------------------

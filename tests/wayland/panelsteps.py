@@ -11,6 +11,7 @@ clicks and typing on top.
 import os
 import shutil
 import struct
+import subprocess
 import time
 import traceback
 import zlib
@@ -82,6 +83,46 @@ class EvdevInput:
                 self.chord(KEY_LEFTSHIFT, EVDEV[lower])
             else:
                 self.tap(EVDEV[lower])
+
+
+class LineInput(EvdevInput):
+    """A helper process that takes one input command a line and answers "ok" once the
+    compositor has it, after first saying "ready"."""
+
+    what = "input"
+
+    def start_helper(self, session, command, env, log_name):
+        errors = open(os.path.join(session.artifacts_dir, log_name), "wb")
+        self.process = subprocess.Popen(
+            command, env=env, cwd=session.home, stdin=subprocess.PIPE, stdout=subprocess.PIPE,
+            stderr=errors, text=True, bufsize=1, start_new_session=True)
+        errors.close()
+        return self.process.stdout.readline().strip()
+
+    def _send(self, command):
+        self.process.stdin.write(command + "\n")
+        self.process.stdin.flush()
+        answer = self.process.stdout.readline().strip()
+        if answer != "ok":
+            raise StepFailed("%s %s: %s" % (self.what, command, answer or "helper gone"))
+
+    def button(self, pressed, button=BTN_LEFT):
+        self._send("button %d %s" % (button, "press" if pressed else "release"))
+
+    def key(self, code, pressed):
+        self._send("key %d %s" % (code, "press" if pressed else "release"))
+
+    def close(self):
+        if self.process.poll() is None:
+            try:
+                self.process.stdin.close()
+            except OSError:
+                pass
+            try:
+                self.process.wait(5)
+            except subprocess.TimeoutExpired:
+                self.process.kill()
+                self.process.wait()
 
 
 def write_png(path, image):

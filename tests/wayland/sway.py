@@ -5,14 +5,12 @@ connected, with the compositor's own keymap, which is what a real user's devices
 the app. Screenshots come from grim.
 """
 
-import glob
 import json
 import os
 import socket
 import struct
 import subprocess
 import threading
-import time
 
 import waylandtest
 from waylandtest import StepFailed, log, wait_for

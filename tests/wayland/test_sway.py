@@ -19,6 +19,7 @@ import traceback
 HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path.insert(0, HERE)
 
+import panelsteps  # noqa: E402
 import sway  # noqa: E402
 import waylandtest  # noqa: E402
 from waylandtest import StepFailed, is_black, is_grey, log, settle, wait_for  # noqa: E402
@@ -34,64 +35,18 @@ WIDE_NOTCH = 318
 NOTCH_INSIDE = [(960, 8), (880, 12), (1040, 12)]
 # Beside the notch even when cards make it wider, and under it.
 NOTCH_OUTSIDE = [(300, 8), (760, 8), (1160, 8), (1700, 8), (960, 40), (700, 200), (1200, 300)]
-PANEL_INSIDE = [(700, 200), (1200, 300)]
 AWAY = (960, 700)
 CLICK_TO_FOCUS = (300, 900)
 
 
-def is_dark(rgb):
-    # The panel is black with near-black lanes on it; the recorder is mid grey.
-    return max(rgb) <= 40
+class SwayTest(panelsteps.PanelTest):
+    """Shares the picture, state and recorder helpers of the other compositors' tests; sway's own
+    steps drive input through VNC in X keysyms and bind Alt+N in sway itself."""
 
-
-class SwayTest:
     def __init__(self, app, recorder, artifacts):
-        self.app_binary = app
-        self.recorder_binary = recorder
-        self.artifacts = artifacts
-        self.results = []
-        self.session = None
+        super().__init__(app, recorder, artifacts)
         self.sway = None
         self.vnc = None
-
-    # -- helpers ----------------------------------------------------------------------------
-
-    def screen(self):
-        return self.sway.screenshot()
-
-    def pixels_match(self, points, predicate):
-        image = self.screen()
-        return all(predicate(image.pixel(x, y)) for x, y in points)
-
-    def describe_pixels(self, points):
-        image = self.screen()
-        return ", ".join("(%d,%d)=%s" % (x, y, image.pixel(x, y)) for x, y in points)
-
-    def wait_pixels(self, points, predicate, what, deadline=DEADLINE):
-        try:
-            wait_for(lambda: self.pixels_match(points, predicate), what, deadline, interval=0.15)
-        except StepFailed as error:
-            raise StepFailed("%s; pixels: %s" % (error, self.describe_pixels(points)))
-
-    def wait_open(self, expected, deadline=DEADLINE):
-        state = "open" if expected else "closed"
-        wait_for(lambda: self.session.is_open() == expected, "IsOpen to be %s" % expected,
-                 deadline)
-        if expected:
-            self.wait_pixels(PANEL_INSIDE, is_dark, "the panel to be drawn " + state, deadline)
-        else:
-            self.wait_pixels(PANEL_INSIDE, is_grey, "the recorder to show again", deadline)
-
-    def recorder_mark(self):
-        return self.session.recorder_out.mark()
-
-    def wait_recorder(self, mark, line, deadline=DEADLINE):
-        wait_for(lambda: line in self.session.recorder_lines(mark), "the recorder to log '%s'"
-                 % line, deadline)
-
-    def recorder_has_keyboard(self):
-        focus = self.session.recorder_lines(prefix="focus")
-        return bool(focus) and focus[-1] == "focus in"
 
     def focus_recorder(self):
         """A click on the window beneath, so that it has the keyboard as the window a user is
@@ -125,6 +80,7 @@ class SwayTest:
         session = self.session
         session.start_bus()
         self.sway = sway.Sway(session).start()
+        self.compositor = self.sway
         session.start_recorder(self.recorder_binary, env=self.sway.client_env())
         self.vnc = self.sway.start_input()
         self.vnc.move(*AWAY)
