@@ -106,11 +106,19 @@ void DBusE2eTest::init()
     m_app->setSessionBus(m_address);
     // The bus starts what it activates with its own environment: the app's.
     m_bus.setProcessEnvironment(m_app->environment());
+    // A daemon left over by a test that failed half way would hold the socket.
+    if (m_bus.state() != QProcess::NotRunning) {
+        m_bus.kill();
+        m_bus.waitForFinished();
+    }
     m_bus.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-    m_bus.start(u"dbus-daemon"_qs,
-                {u"--nofork"_qs, u"--config-file="_qs + m_busDir.filePath(u"bus.conf"_qs)});
+    // The daemon prints its address once it listens; its socket file exists a moment earlier,
+    // when a connection is still refused.
+    m_bus.start(u"dbus-daemon"_qs, {u"--nofork"_qs, u"--print-address=1"_qs,
+                                    u"--config-file="_qs + m_busDir.filePath(u"bus.conf"_qs)});
     QVERIFY(m_bus.waitForStarted());
-    QTRY_VERIFY_WITH_TIMEOUT(QFile::exists(m_busDir.filePath(u"bus"_qs)), 10000);
+    QTRY_VERIFY_WITH_TIMEOUT(m_bus.canReadLine(), 10000);
+    m_bus.readAll();
     QDBusConnection bus = QDBusConnection::connectToBus(m_address, u"test"_qs);
     QVERIFY2(bus.isConnected(), qPrintable(bus.lastError().message()));
     m_announced.clear();
