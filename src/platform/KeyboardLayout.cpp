@@ -169,6 +169,11 @@ void KeyboardLayout::invalidateCurrent()
     cachedCurrent().reset();
 }
 
+quint32 KeyboardLayout::keysym(quint32 x11Keycode) const
+{
+    return m_state ? xkb_state_key_get_one_sym(m_state, x11Keycode) : XKB_KEY_NoSymbol;
+}
+
 QString KeyboardLayout::keyName(quint32 x11Keycode) const
 {
     if (!m_state)

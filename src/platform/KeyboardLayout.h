@@ -31,6 +31,8 @@ public:
 
     // What the key types without modifiers, upper-cased; empty when it types nothing printable.
     [[nodiscard]] QString keyName(quint32 x11Keycode) const;
+    // The keysym the key types without modifiers; 0 (NoSymbol) when it types nothing.
+    [[nodiscard]] quint32 keysym(quint32 x11Keycode) const;
 
 private:
     KeyboardLayout(xkb_context *context, xkb_keymap *keymap, quint32 layoutIndex);

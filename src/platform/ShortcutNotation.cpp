@@ -1,0 +1,156 @@
+#include "ShortcutNotation.h"
+
+#include "platform/KeyCodeTable.h"
+#include "platform/KeyboardLayout.h"
+
+#include <QKeySequence>
+
+#include <xkbcommon/xkbcommon.h>
+
+namespace {
+
+struct Named {
+    xkb_keysym_t sym;
+    Qt::Key key;
+};
+
+// Keys that type no character, or a character Qt gives a key of its own.
+constexpr Named namedKeys[] = {
+    {XKB_KEY_Return, Qt::Key_Return}, {XKB_KEY_KP_Enter, Qt::Key_Enter},
+    {XKB_KEY_Tab, Qt::Key_Tab},       {XKB_KEY_ISO_Left_Tab, Qt::Key_Backtab},
+    {XKB_KEY_space, Qt::Key_Space},   {XKB_KEY_BackSpace, Qt::Key_Backspace},
+    {XKB_KEY_Escape, Qt::Key_Escape}, {XKB_KEY_Delete, Qt::Key_Delete},
+    {XKB_KEY_Insert, Qt::Key_Insert}, {XKB_KEY_Home, Qt::Key_Home},
+    {XKB_KEY_End, Qt::Key_End},       {XKB_KEY_Prior, Qt::Key_PageUp},
+    {XKB_KEY_Next, Qt::Key_PageDown}, {XKB_KEY_Left, Qt::Key_Left},
+    {XKB_KEY_Right, Qt::Key_Right},   {XKB_KEY_Up, Qt::Key_Up},
+    {XKB_KEY_Down, Qt::Key_Down},     {XKB_KEY_Menu, Qt::Key_Menu},
+    {XKB_KEY_Print, Qt::Key_Print},   {XKB_KEY_Pause, Qt::Key_Pause},
+};
+
+std::optional<Qt::Key> qtKeyOf(xkb_keysym_t sym)
+{
+    for (const Named &named : namedKeys) {
+        if (named.sym == sym)
+            return named.key;
+    }
+    if (sym >= XKB_KEY_F1 && sym <= XKB_KEY_F35)
+        return Qt::Key(Qt::Key_F1 + int(sym - XKB_KEY_F1));
+    const char32_t ucs = xkb_keysym_to_utf32(sym);
+    if (ucs < 0x20 || ucs == 0x7f)
+        return std::nullopt;
+    // Qt names a character key by its upper-case form, as Latin-1 keys are numbered.
+    const QString upper = QString::fromUcs4(&ucs, 1).toUpper();
+    const char32_t key = upper.size() == 1 ? upper.at(0).unicode() : ucs;
+    return Qt::Key(key);
+}
+
+QString keysymName(xkb_keysym_t sym)
+{
+    if (sym == XKB_KEY_NoSymbol)
+        return {};
+    char name[64];
+    const int size = xkb_keysym_get_name(sym, name, sizeof name);
+    return size > 0 ? QString::fromLatin1(name, size) : QString();
+}
+
+} // namespace
+
+quint32 ShortcutNotation::keysym(quint16 keyCode, const KeyboardLayout *layout)
+{
+    const auto x11 = KeyCodeTable::x11For(keyCode);
+    return layout && x11 ? layout->keysym(*x11) : XKB_KEY_NoSymbol;
+}
+
+QString ShortcutNotation::label(const Shortcut &shortcut, const KeyboardLayout *layout)
+{
+    QString text;
+    const quint32 modifiers = shortcut.modifiers();
+    if (modifiers & Shortcut::Command)
+        text += u"Super+"_qs;
+    if (modifiers & Shortcut::Control)
+        text += u"Ctrl+"_qs;
+    if (modifiers & Shortcut::Option)
+        text += u"Alt+"_qs;
+    if (modifiers & Shortcut::Shift)
+        text += u"Shift+"_qs;
+    const auto key = qtKey(Shortcut(shortcut.keyCode(), 0), layout);
+    if (!key)
+        return text + u'?';
+    return text + QKeySequence(*key).toString(QKeySequence::NativeText);
+}
+
+std::optional<QKeyCombination> ShortcutNotation::qtKey(const Shortcut &shortcut,
+                                                       const KeyboardLayout *layout)
+{
+    const auto key = qtKeyOf(keysym(shortcut.keyCode(), layout));
+    if (!key)
+        return std::nullopt;
+    Qt::KeyboardModifiers modifiers;
+    if (shortcut.modifiers() & Shortcut::Shift)
+        modifiers |= Qt::ShiftModifier;
+    if (shortcut.modifiers() & Shortcut::Control)
+        modifiers |= Qt::ControlModifier;
+    if (shortcut.modifiers() & Shortcut::Option)
+        modifiers |= Qt::AltModifier;
+    if (shortcut.modifiers() & Shortcut::Command)
+        modifiers |= Qt::MetaModifier;
+    return QKeyCombination(modifiers, *key);
+}
+
+std::optional<QString> ShortcutNotation::portalTrigger(const Shortcut &shortcut,
+                                                       const KeyboardLayout *layout)
+{
+    const QString key = keysymName(keysym(shortcut.keyCode(), layout));
+    if (key.isEmpty())
+        return std::nullopt;
+    QString text;
+    const quint32 modifiers = shortcut.modifiers();
+    if (modifiers & Shortcut::Control)
+        text += u"CTRL+"_qs;
+    if (modifiers & Shortcut::Option)
+        text += u"ALT+"_qs;
+    if (modifiers & Shortcut::Shift)
+        text += u"SHIFT+"_qs;
+    if (modifiers & Shortcut::Command)
+        text += u"LOGO+"_qs;
+    return text + key;
+}
+
+std::optional<QString> ShortcutNotation::gtkAccelerator(const Shortcut &shortcut,
+                                                        const KeyboardLayout *layout)
+{
+    const QString key = keysymName(keysym(shortcut.keyCode(), layout));
+    if (key.isEmpty())
+        return std::nullopt;
+    QString text;
+    const quint32 modifiers = shortcut.modifiers();
+    if (modifiers & Shortcut::Control)
+        text += u"<Control>"_qs;
+    if (modifiers & Shortcut::Option)
+        text += u"<Alt>"_qs;
+    if (modifiers & Shortcut::Shift)
+        text += u"<Shift>"_qs;
+    if (modifiers & Shortcut::Command)
+        text += u"<Super>"_qs;
+    return text + key;
+}
+
+std::optional<QString> ShortcutNotation::swayKeys(const Shortcut &shortcut,
+                                                  const KeyboardLayout *layout)
+{
+    const QString key = keysymName(keysym(shortcut.keyCode(), layout));
+    if (key.isEmpty())
+        return std::nullopt;
+    QString text;
+    const quint32 modifiers = shortcut.modifiers();
+    if (modifiers & Shortcut::Command)
+        text += u"Mod4+"_qs;
+    if (modifiers & Shortcut::Control)
+        text += u"Ctrl+"_qs;
+    if (modifiers & Shortcut::Option)
+        text += u"Mod1+"_qs;
+    if (modifiers & Shortcut::Shift)
+        text += u"Shift+"_qs;
+    return text + key;
+}
