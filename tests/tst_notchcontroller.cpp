@@ -2,7 +2,7 @@
 #include "notch/NotchController.h"
 #include "notch/NotchModel.h"
 #include "notch/SensorWindow.h"
-#include "platform/HotKey.h"
+#include "platform/GlobalShortcut.h"
 #include "platform/X11Overlay.h"
 #include "platform/XcbReply.h"
 #include "store/BoardStore.h"
@@ -285,12 +285,14 @@ void TestNotchController::escapeClosesPinnedPanel()
 
 void TestNotchController::hotKeyFollowsRecording()
 {
-    HotKey *hotKey = m_controller->hotKey();
-    QVERIFY(hotKey->isRegistered());
+    GlobalShortcut *shortcut = m_controller->globalShortcut();
+    QVERIFY(shortcut->current());
+    QCOMPARE(shortcut->current()->name(), u"X11 key grab"_qs);
+    QVERIFY(shortcut->reachesEveryWindow());
     m_controller->model()->setRecording(NotchModel::ShortcutTarget::Open);
-    QVERIFY(!hotKey->isRegistered());
+    QVERIFY(!shortcut->current());
     m_controller->model()->setRecording(std::nullopt);
-    QVERIFY(hotKey->isRegistered());
+    QVERIFY(shortcut->current());
 
     QVERIFY(xdotool({u"key"_qs, u"alt+n"_qs}));
     QTRY_VERIFY_WITH_TIMEOUT(m_controller->model()->isOpen(), 2000);

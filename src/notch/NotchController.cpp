@@ -4,7 +4,7 @@
 #include "notch/NotchModel.h"
 #include "notch/SensorWindow.h"
 #include "platform/DesktopOverlay.h"
-#include "platform/HotKey.h"
+#include "platform/GlobalShortcut.h"
 #include "platform/PanelShell.h"
 #include "store/BoardStore.h"
 
@@ -125,17 +125,19 @@ NotchController::NotchController(BoardStore *store, QQmlEngine *engine, const QU
 
     // The hot key follows the stored shortcut and is off while a shortcut is being recorded, so
     // that the keys reach the recorder.
-    QPointer<NotchController> self(this);
-    m_hotKey = new HotKey(
-        [self] {
-            if (self)
-                QMetaObject::invokeMethod(self->m_behavior, &NotchBehavior::toggleFromHotKey,
-                                          Qt::QueuedConnection);
-        },
-        this);
-    if (m_store)
+    m_globalShortcut = GlobalShortcut::forSession(this);
+    connect(m_globalShortcut, &GlobalShortcut::activated, m_behavior,
+            &NotchBehavior::toggleFromHotKey, Qt::QueuedConnection);
+    if (m_store) {
         connect(m_store, &BoardStore::openShortcutChanged, this,
                 &NotchController::followOpenShortcut);
+        // Changed in the desktop's own shortcut settings: ours follow.
+        connect(m_globalShortcut, &GlobalShortcut::shortcutChangedElsewhere, m_store,
+                [this](const Shortcut &shortcut) {
+                    if (shortcut.isUsable() && shortcut != m_store->openShortcut())
+                        m_store->setOpenShortcut(shortcut);
+                });
+    }
     connect(m_model, &NotchModel::recordingChanged, this, &NotchController::followOpenShortcut);
     followOpenShortcut();
 }
@@ -346,9 +348,9 @@ void NotchController::trackPointer(QWindow *window, QEvent *event)
 void NotchController::followOpenShortcut()
 {
     if (m_model->recording() || !m_store)
-        m_hotKey->unregister();
+        m_globalShortcut->unbind();
     else
-        m_hotKey->registerShortcut(m_store->openShortcut());
+        m_globalShortcut->bind(m_store->openShortcut());
 }
 
 bool NotchController::eventFilter(QObject *watched, QEvent *event)

@@ -8,7 +8,7 @@
 
 class BoardStore;
 class DesktopOverlay;
-class HotKey;
+class GlobalShortcut;
 class NotchBehavior;
 class NotchModel;
 class QQmlEngine;
@@ -37,7 +37,7 @@ public:
     [[nodiscard]] NotchBehavior *behavior() const { return m_behavior; }
     [[nodiscard]] QQuickView *panel() const { return m_panel; }
     [[nodiscard]] SensorWindow *sensor() const { return m_sensor; }
-    [[nodiscard]] HotKey *hotKey() const { return m_hotKey; }
+    [[nodiscard]] GlobalShortcut *globalShortcut() const { return m_globalShortcut; }
 
     bool eventFilter(QObject *watched, QEvent *event) override;
 
@@ -72,7 +72,7 @@ private:
     NotchBehavior *m_behavior = nullptr;
     QQuickView *m_panel = nullptr;
     SensorWindow *m_sensor = nullptr;
-    HotKey *m_hotKey = nullptr;
+    GlobalShortcut *m_globalShortcut = nullptr;
     bool m_interactive = false;
     // Looked up when the panel opens or closes, not on every frame of the shape's animation.
     bool m_compositing = true;

@@ -40,6 +40,8 @@ signals:
     // The key was pressed (once per press; held keys do not repeat).
     void activated();
     void statusChanged();
+    // The user gave the key another shortcut in the desktop's own settings.
+    void shortcutChangedElsewhere(const Shortcut &shortcut);
 
 protected:
     void setStatus(Status status, const QString &message = {})

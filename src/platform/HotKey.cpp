@@ -1,6 +1,9 @@
 #include "HotKey.h"
 
 #include "platform/KeyCodeTable.h"
+#include "platform/KeyboardLayout.h"
+#include "platform/PlatformLog.h"
+#include "platform/ShortcutNotation.h"
 #include "platform/XcbReply.h"
 
 #include <QGuiApplication>
@@ -49,7 +52,7 @@ quint16 maskOf(xcb_connection_t *c, quint32 keysym)
 } // namespace
 
 HotKey::HotKey(std::function<void()> action, QObject *parent)
-    : QObject(parent), m_action(std::move(action))
+    : GlobalShortcutBackend(parent), m_action(std::move(action))
 {
     if (auto *x11 =
             qGuiApp ? qGuiApp->nativeInterface<QNativeInterface::QX11Application>() : nullptr)
@@ -65,6 +68,33 @@ HotKey::~HotKey()
     unregister();
     if (m_connection)
         QCoreApplication::instance()->removeNativeEventFilter(this);
+}
+
+QString HotKey::name() const
+{
+    return u"X11 key grab"_qs;
+}
+
+void HotKey::bind(const Shortcut &shortcut)
+{
+    if (!m_connection) {
+        setStatus(Status::Unavailable);
+        return;
+    }
+    if (registerShortcut(shortcut)) {
+        setStatus(Status::Bound);
+        return;
+    }
+    const QString label = ShortcutNotation::label(shortcut, KeyboardLayout::current());
+    qCWarning(lcShortcut, "X11 refused to grab %s: another program holds it", qPrintable(label));
+    setStatus(Status::Refused, u"%1 is already taken by another program."_qs.arg(label));
+}
+
+void HotKey::unbind()
+{
+    unregister();
+    if (m_connection)
+        setStatus(Status::Unbound);
 }
 
 QList<quint16> HotKey::lockCombinations() const
@@ -146,7 +176,13 @@ bool HotKey::nativeEventFilter(const QByteArray &eventType, void *message, qintp
         m_down = true;
         // Run from the event loop, not from inside the native event dispatch.
         QMetaObject::invokeMethod(
-            this, [this] { m_action(); }, Qt::QueuedConnection);
+            this,
+            [this] {
+                if (m_action)
+                    m_action();
+                emit activated();
+            },
+            Qt::QueuedConnection);
     }
     return true;
 }

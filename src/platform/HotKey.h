@@ -1,23 +1,26 @@
 #pragma once
 
-#include "notch/Shortcut.h"
+#include "platform/GlobalShortcutBackend.h"
 
 #include <QAbstractNativeEventFilter>
-#include <QObject>
 
 #include <functional>
 
 struct xcb_connection_t;
 
-// The one system-wide shortcut of the program: an X11 key grab on the root window. Works
-// whatever NumLock, CapsLock and ScrollLock are; a key that another program has grabbed already
-// leaves it silently inactive.
-class HotKey : public QObject, public QAbstractNativeEventFilter {
+// The system-wide shortcut as an X11 key grab on the root window. Works whatever NumLock,
+// CapsLock and ScrollLock are; a key that another program has grabbed already is refused. On
+// XWayland it only sees keys while an X11 window has the keyboard.
+class HotKey : public GlobalShortcutBackend, public QAbstractNativeEventFilter {
     Q_OBJECT
 
 public:
-    explicit HotKey(std::function<void()> action, QObject *parent = nullptr);
+    explicit HotKey(std::function<void()> action = {}, QObject *parent = nullptr);
     ~HotKey() override;
+
+    [[nodiscard]] QString name() const override;
+    void bind(const Shortcut &shortcut) override;
+    void unbind() override;
 
     // Replaces the grabbed key; false when the key could not be grabbed.
     bool registerShortcut(const Shortcut &shortcut);
