@@ -114,9 +114,41 @@ private slots:
         QVERIFY(store->morningBanner());
         QCOMPARE(store->openShortcut(), Shortcut::defaultOpen());
         QCOMPARE(store->switchTabShortcut(), Shortcut::defaultSwitchTab());
+        QCOMPARE(store->notchPosition(), BoardStore::NotchPosition::Automatic);
         QCOMPARE(store->day(), u"2025-03-07"_qs);
         QVERIFY(!store->viewedDay());
         QCOMPARE(store->lastError(), QString());
+    }
+
+    void notchPositionIsStored_data()
+    {
+        QTest::addColumn<QVariant>("stored");
+        QTest::addColumn<BoardStore::NotchPosition>("position");
+        QTest::newRow("left") << QVariant(u"left"_qs) << BoardStore::NotchPosition::Left;
+        QTest::newRow("centre") << QVariant(u"centre"_qs) << BoardStore::NotchPosition::Centre;
+        QTest::newRow("right, any case")
+            << QVariant(u" Right "_qs) << BoardStore::NotchPosition::Right;
+        QTest::newRow("unknown word")
+            << QVariant(u"middle"_qs) << BoardStore::NotchPosition::Automatic;
+        QTest::newRow("a number") << QVariant(2) << BoardStore::NotchPosition::Automatic;
+    }
+
+    void notchPositionIsStored()
+    {
+        QFETCH(QVariant, stored);
+        QFETCH(BoardStore::NotchPosition, position);
+        {
+            QSettings settings(BoardStore::settingsPath(), QSettings::IniFormat);
+            settings.setValue(u"notchPosition"_qs, stored);
+        }
+        auto store = makeStore();
+        QCOMPARE(store->notchPosition(), position);
+        QSignalSpy changed(store.get(), &BoardStore::notchPositionChanged);
+        store->setNotchPosition(BoardStore::NotchPosition::Right);
+        store->setNotchPosition(BoardStore::NotchPosition::Right);
+        QCOMPARE(changed.count(), position == BoardStore::NotchPosition::Right ? 0 : 1);
+        store.reset();
+        QCOMPARE(makeStore()->notchPosition(), BoardStore::NotchPosition::Right);
     }
 
     void settingsSurviveRestart()

@@ -123,6 +123,74 @@ private slots:
         QCOMPARE(g.openArea, QRectF(screen.center().x() - 402, screen.top(), 804, 392));
     }
 
+    void notchPosition_data()
+    {
+        QTest::addColumn<QRectF>("screen");
+        QTest::addColumn<NotchBehavior::Position>("position");
+        QTest::addColumn<qreal>("centre");
+        const QRectF wide(0, 0, 1920, 1080);
+        QTest::newRow("centre") << wide << NotchBehavior::Position::Centre << 960.0;
+        QTest::newRow("left quarter") << wide << NotchBehavior::Position::Left << 480.0;
+        QTest::newRow("right quarter") << wide << NotchBehavior::Position::Right << 1440.0;
+        QTest::newRow("second screen left")
+            << QRectF(1920, 0, 2560, 1440) << NotchBehavior::Position::Left << 2560.0;
+        // A quarter in would push the open panel off a narrow screen: it stops at the edge.
+        QTest::newRow("narrow left")
+            << QRectF(0, 0, 1280, 800) << NotchBehavior::Position::Left << 390.0;
+        QTest::newRow("narrow right")
+            << QRectF(0, 0, 1280, 800) << NotchBehavior::Position::Right << 890.0;
+    }
+
+    void notchPosition()
+    {
+        QFETCH(QRectF, screen);
+        QFETCH(NotchBehavior::Position, position);
+        QFETCH(qreal, centre);
+        const NotchBehavior::Geometry g =
+            NotchBehavior::geometryFor(screen, screen.adjusted(0, 27, 0, 0), position);
+        QCOMPARE(g.sensor.center().x(), centre);
+        QCOMPARE(g.panel.center().x(), centre);
+        // The open panel itself stays on the screen.
+        const qreal half = NotchModel::openSize.width() / 2;
+        QVERIFY(centre - half >= screen.left());
+        QVERIFY(centre + half <= screen.right());
+    }
+
+    void automaticPositionFollowsTheDesktop_data()
+    {
+        QTest::addColumn<QByteArray>("desktop");
+        QTest::addColumn<BoardStore::NotchPosition>("chosen");
+        QTest::addColumn<qreal>("centre");
+        QTest::newRow("GNOME keeps its clock")
+            << QByteArray("GNOME") << BoardStore::NotchPosition::Automatic << 480.0;
+        QTest::newRow("Ubuntu's GNOME")
+            << QByteArray("ubuntu:GNOME") << BoardStore::NotchPosition::Automatic << 480.0;
+        QTest::newRow("Plasma") << QByteArray("KDE") << BoardStore::NotchPosition::Automatic
+                                << 960.0;
+        QTest::newRow("sway") << QByteArray("sway") << BoardStore::NotchPosition::Automatic
+                              << 960.0;
+        QTest::newRow("GNOME, centre chosen")
+            << QByteArray("GNOME") << BoardStore::NotchPosition::Centre << 960.0;
+        QTest::newRow("Plasma, right chosen")
+            << QByteArray("KDE") << BoardStore::NotchPosition::Right << 1440.0;
+    }
+
+    void automaticPositionFollowsTheDesktop()
+    {
+        QFETCH(QByteArray, desktop);
+        QFETCH(BoardStore::NotchPosition, chosen);
+        QFETCH(qreal, centre);
+        const QByteArray saved = qgetenv("XDG_CURRENT_DESKTOP");
+        qputenv("XDG_CURRENT_DESKTOP", desktop);
+        m_store->setNotchPosition(chosen);
+        m_desktop->screen = QRectF(0, 0, 1920, 1080);
+        m_desktop->available = QRectF(0, 27, 1920, 1053);
+        m_behavior->layout();
+        qputenv("XDG_CURRENT_DESKTOP", saved);
+        m_store->setNotchPosition(BoardStore::NotchPosition::Automatic);
+        QCOMPARE(m_behavior->geometry().sensor.center().x(), centre);
+    }
+
     void brushOpensNothing()
     {
         m_desktop->pointer = onNotch();

@@ -29,6 +29,16 @@ AppDelegate::AppDelegate(QObject *parent)
     // The Settings tab's folder dialogs and file manager; gone with the delegate.
     DesktopServices::setCurrent(new SystemDesktopServices(m_revealer, this));
     m_tray = new TrayIcon(m_store, m_controller->behavior(), m_revealer, this);
+    NotchModel *model = m_controller->model();
+    model->setTrayAvailable(m_tray->isAvailable());
+    connect(m_tray, &TrayIcon::availableChanged, model,
+            [this, model] { model->setTrayAvailable(m_tray->isAvailable()); });
+    // An XEmbed tray that came up later announces itself on no bus: look again when the panel
+    // opens, which is when the answer shows.
+    connect(model, &NotchModel::isOpenChanged, m_tray, [this, model] {
+        if (model->isOpen())
+            m_tray->refreshAvailability();
+    });
 
     if (m_store->isFirstRun()) {
         m_controller->model()->setTab(NotchModel::Tab::Settings);

@@ -1,11 +1,14 @@
 #include "TrayIcon.h"
 
+#include "AppLog.h"
 #include "notch/NotchBehavior.h"
 #include "platform/FileRevealer.h"
 #include "platform/LaunchAtLogin.h"
 #include "store/BoardStore.h"
 
 #include <QApplication>
+#include <QDBusConnection>
+#include <QDBusServiceWatcher>
 #include <QFileDialog>
 #include <QMenu>
 #include <QMessageBox>
@@ -43,6 +46,22 @@ TrayIcon::TrayIcon(BoardStore *store, NotchBehavior *behavior, FileRevealer *rev
                     m_behavior->toggleFromHotKey();
             });
     m_tray->show();
+
+    // Tray hosts announce themselves through the StatusNotifierWatcher: follow it, and the
+    // watcher itself coming and going, rather than asking over and over.
+    QDBusConnection bus = QDBusConnection::sessionBus();
+    const QString watcher = u"org.kde.StatusNotifierWatcher"_qs;
+    auto *services =
+        new QDBusServiceWatcher(watcher, bus, QDBusServiceWatcher::WatchForOwnerChange, this);
+    connect(services, &QDBusServiceWatcher::serviceOwnerChanged, this,
+            &TrayIcon::refreshAvailability);
+    for (const char *signal : {"StatusNotifierHostRegistered", "StatusNotifierHostUnregistered"})
+        bus.connect(watcher, u"/StatusNotifierWatcher"_qs, watcher, QString::fromLatin1(signal),
+                    this, SLOT(refreshAvailability()));
+    m_available = QSystemTrayIcon::isSystemTrayAvailable();
+    if (!m_available)
+        qCWarning(lcApp, "no tray on this desktop: Quit and the tray menu's other actions are "
+                         "in the panel's Settings");
 }
 
 TrayIcon::~TrayIcon()
@@ -88,6 +107,21 @@ QIcon TrayIcon::icon()
     for (qreal scale : {1.0, 1.5, 2.0, 3.0})
         icon.addPixmap(QPixmap::fromImage(picture(scale, ink, halo)));
     return icon;
+}
+
+void TrayIcon::refreshAvailability()
+{
+    const bool available = QSystemTrayIcon::isSystemTrayAvailable();
+    if (available == m_available)
+        return;
+    m_available = available;
+    qCInfo(lcApp, available ? "a tray appeared" : "the tray went away");
+    if (available) {
+        // Registered afresh with the host that can show it now.
+        m_tray->hide();
+        m_tray->show();
+    }
+    emit availableChanged();
 }
 
 void TrayIcon::chooseVault()

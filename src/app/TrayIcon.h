@@ -26,6 +26,16 @@ public:
     [[nodiscard]] static QIcon icon();
 
     [[nodiscard]] QMenu *menu() const { return m_menu; }
+    // A tray host shows the icon. Desktops without one (GNOME without an extension, or a panel
+    // that starts after us) leave it invisible.
+    [[nodiscard]] bool isAvailable() const { return m_available; }
+
+public slots:
+    // Asks again; done whenever a tray host comes or goes on the bus.
+    void refreshAvailability();
+
+signals:
+    void availableChanged();
 
 private:
     void chooseVault();
@@ -38,4 +48,5 @@ private:
     QMenu *m_menu;
     QAction *m_login;
     QSystemTrayIcon *m_tray;
+    bool m_available = false;
 };

@@ -2,6 +2,7 @@
 
 #include "notch/NotchDesktop.h"
 #include "notch/Shortcut.h"
+#include "platform/DesktopSession.h"
 #include "store/BoardStore.h"
 
 #include <QKeyEvent>
@@ -48,13 +49,24 @@ NotchBehavior::NotchBehavior(NotchModel *model, BoardStore *store, NotchDesktop 
     layout();
 }
 
-NotchBehavior::Geometry NotchBehavior::geometryFor(const QRectF &screen, const QRectF &available)
+NotchBehavior::Geometry NotchBehavior::geometryFor(const QRectF &screen, const QRectF &available,
+                                                   Position position)
 {
     // No notch API on Linux: a virtual notch as tall as the desktop's top panel, at least 24.
     Geometry g;
     g.notchSize = QSizeF(190, std::max<qreal>(24, available.top() - screen.top()));
     const QSizeF open = NotchModel::openSize;
-    const qreal centre = screen.center().x();
+    // A quarter in from either edge: clear of a centred clock and of the corners, where desktops
+    // keep their activities and system menus.
+    qreal centre = screen.center().x();
+    if (position == Position::Left)
+        centre = screen.left() + screen.width() / 4;
+    else if (position == Position::Right)
+        centre = screen.right() - screen.width() / 4;
+    // The open panel, which shares the notch's centre, stays on the screen.
+    if (screen.width() >= open.width())
+        centre = std::clamp(centre, screen.left() + open.width() / 2,
+                            screen.right() - open.width() / 2);
     g.panel = QRectF(centre - open.width() / 2 - shadowPad, screen.top(),
                      open.width() + 2 * shadowPad, open.height() + shadowPad);
     g.openArea = QRectF(centre - open.width() / 2, screen.top(), open.width(), open.height())
@@ -67,8 +79,24 @@ NotchBehavior::Geometry NotchBehavior::geometryFor(const QRectF &screen, const Q
 
 void NotchBehavior::layout()
 {
-    m_geometry = geometryFor(m_desktop->screenGeometry(), m_desktop->availableGeometry());
+    m_geometry =
+        geometryFor(m_desktop->screenGeometry(), m_desktop->availableGeometry(), position());
     m_model->setNotchSize(m_geometry.notchSize);
+}
+
+NotchBehavior::Position NotchBehavior::position() const
+{
+    switch (m_store ? m_store->notchPosition() : BoardStore::NotchPosition::Automatic) {
+    case BoardStore::NotchPosition::Left:
+        return Position::Left;
+    case BoardStore::NotchPosition::Centre:
+        return Position::Centre;
+    case BoardStore::NotchPosition::Right:
+        return Position::Right;
+    case BoardStore::NotchPosition::Automatic:
+        break;
+    }
+    return DesktopSession::keepsTopCentre() ? Position::Left : Position::Centre;
 }
 
 bool NotchBehavior::pointerInPanel() const

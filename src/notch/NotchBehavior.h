@@ -40,7 +40,12 @@ public:
     // Measures the notch and places everything; again after every screen change.
     void layout();
     [[nodiscard]] const Geometry &geometry() const { return m_geometry; }
-    [[nodiscard]] static Geometry geometryFor(const QRectF &screen, const QRectF &available);
+    enum class Position { Left, Centre, Right };
+    [[nodiscard]] static Geometry geometryFor(const QRectF &screen, const QRectF &available,
+                                              Position position = Position::Centre);
+    // Where the notch goes: the user's choice, or beside what the desktop keeps at the top
+    // centre (GNOME's clock), or the centre.
+    [[nodiscard]] Position position() const;
     [[nodiscard]] bool pointerInPanel() const;
     [[nodiscard]] bool isWaitingForExit() const { return m_waitForExit; }
 

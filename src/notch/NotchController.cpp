@@ -129,6 +129,7 @@ NotchController::NotchController(BoardStore *store, QQmlEngine *engine, const QU
     connect(m_globalShortcut, &GlobalShortcut::activated, m_behavior,
             &NotchBehavior::toggleFromHotKey, Qt::QueuedConnection);
     if (m_store) {
+        connect(m_store, &BoardStore::notchPositionChanged, this, &NotchController::relayout);
         connect(m_store, &BoardStore::openShortcutChanged, this,
                 &NotchController::followOpenShortcut);
         // Changed in the desktop's own shortcut settings: ours follow.

@@ -115,3 +115,11 @@ void NotchModel::requestOpen(bool pin) const
     if (m_openRequested)
         m_openRequested(pin);
 }
+
+void NotchModel::setTrayAvailable(bool available)
+{
+    if (m_trayAvailable == available)
+        return;
+    m_trayAvailable = available;
+    emit trayAvailableChanged();
+}

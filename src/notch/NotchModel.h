@@ -22,6 +22,9 @@ class NotchModel : public QObject {
     Q_PROPERTY(int focusAddRequest READ focusAddRequest NOTIFY focusAddRequestChanged)
     Q_PROPERTY(QSizeF notchSize READ notchSize WRITE setNotchSize NOTIFY notchSizeChanged)
     Q_PROPERTY(QSizeF openSize READ openSizeValue CONSTANT)
+    // False where the desktop shows no tray icons: the panel then offers the tray menu's actions.
+    Q_PROPERTY(
+        bool trayAvailable READ trayAvailable WRITE setTrayAvailable NOTIFY trayAvailableChanged)
     Q_PROPERTY(qreal wingWidth READ wingWidthValue CONSTANT)
 
 public:
@@ -58,6 +61,8 @@ public:
     Q_INVOKABLE void requestAddFocus();
     [[nodiscard]] QSizeF notchSize() const { return m_notchSize; }
     void setNotchSize(QSizeF size);
+    [[nodiscard]] bool trayAvailable() const { return m_trayAvailable; }
+    void setTrayAvailable(bool available);
 
     // Installed once by the controller, which captures itself weakly so that the model never
     // keeps it alive.
@@ -81,6 +86,7 @@ signals:
     void recordingChanged();
     void focusAddRequestChanged();
     void notchSizeChanged();
+    void trayAvailableChanged();
 
 private:
     [[nodiscard]] QVariant recordingValue() const;
@@ -96,6 +102,7 @@ private:
     std::optional<ShortcutTarget> m_recording;
     int m_focusAddRequest = 0;
     QSizeF m_notchSize = defaultNotchSize;
+    bool m_trayAvailable = true;
     std::function<void()> m_closeRequested;
     std::function<void(bool)> m_openRequested;
 };

@@ -33,7 +33,8 @@ void LayerShellOverlay::place(QWindow *window, const QRect &geometry)
     window->setGeometry(geometry);
     if (placed.surface) {
         placed.surface->setSize(geometry.size());
-        // The compositor centres it on the output, where the geometry says it is.
+        const QScreen *screen = window->screen();
+        placed.surface->setLeft(geometry.left() - (screen ? screen->geometry().left() : 0));
     }
 }
 

@@ -4,6 +4,7 @@
 #include "platform/WaylandGlobals.h"
 
 #include <QGuiApplication>
+#include <QScreen>
 #include <QWindow>
 #include <qpa/qplatformnativeinterface.h>
 
@@ -50,7 +51,11 @@ LayerSurface::LayerSurface(QWindow *window, const char *scope, QObject *parent)
     zwlr_layer_surface_v1_add_listener(m_layer, &s_listener, this);
     m_size = window->size();
     zwlr_layer_surface_v1_set_size(m_layer, uint32_t(m_size.width()), uint32_t(m_size.height()));
-    zwlr_layer_surface_v1_set_anchor(m_layer, ZWLR_LAYER_SURFACE_V1_ANCHOR_TOP);
+    zwlr_layer_surface_v1_set_anchor(m_layer, ZWLR_LAYER_SURFACE_V1_ANCHOR_TOP |
+                                                  ZWLR_LAYER_SURFACE_V1_ANCHOR_LEFT);
+    if (const QScreen *screen = window->screen())
+        m_left = window->geometry().left() - screen->geometry().left();
+    zwlr_layer_surface_v1_set_margin(m_layer, 0, 0, 0, m_left);
     // Up to the very edge, over any bar that reserves the top of the screen, and reserving
     // nothing itself.
     zwlr_layer_surface_v1_set_exclusive_zone(m_layer, -1);
@@ -97,6 +102,15 @@ void LayerSurface::setSize(QSize size)
         return;
     m_size = size;
     zwlr_layer_surface_v1_set_size(m_layer, uint32_t(size.width()), uint32_t(size.height()));
+    commit();
+}
+
+void LayerSurface::setLeft(int left)
+{
+    if (!m_layer || left == m_left)
+        return;
+    m_left = left;
+    zwlr_layer_surface_v1_set_margin(m_layer, 0, 0, 0, left);
     commit();
 }
 

@@ -10,8 +10,8 @@ struct zwlr_layer_surface_v1;
 struct zwlr_layer_surface_v1_listener;
 
 // One window of ours as a wlr layer surface on the top layer, hung from the top edge of the
-// output, centred, reserving no space. Qt draws into it as into any window; the surface's
-// place, input region and keyboard come from here.
+// output at a given distance from its left edge, reserving no space. Qt draws into it as into any
+// window; the surface's place, input region and keyboard come from here.
 class LayerSurface : public QObject {
     Q_OBJECT
 
@@ -27,6 +27,8 @@ public:
     [[nodiscard]] bool isValid() const { return m_layer != nullptr; }
 
     void setSize(QSize size);
+    // From the left edge of the output.
+    void setLeft(int left);
     // In the window's coordinates; an empty region lets every click through.
     void setInputRegion(const QRect &area);
     void setKeyboard(Keyboard keyboard);
@@ -43,5 +45,6 @@ private:
     wl_surface *m_surface = nullptr;
     zwlr_layer_surface_v1 *m_layer = nullptr;
     QSize m_size;
+    int m_left = 0;
     Keyboard m_keyboard = Keyboard::None;
 };

@@ -53,6 +53,20 @@ std::optional<bool> storedBool(const QVariant &value)
     return std::nullopt;
 }
 
+// As stored, in the order of BoardStore::NotchPosition.
+constexpr QStringView notchPositionNames[] = {u"automatic", u"left", u"centre", u"right"};
+
+// A name someone mistyped in the file means the desktop's choice, not an error.
+BoardStore::NotchPosition notchPositionFrom(const QVariant &value)
+{
+    const QString name = value.toString().trimmed().toLower();
+    for (int i = 0; i < int(std::size(notchPositionNames)); ++i) {
+        if (name == notchPositionNames[i])
+            return BoardStore::NotchPosition(i);
+    }
+    return BoardStore::NotchPosition::Automatic;
+}
+
 std::optional<QString> storedText(const QVariant &value)
 {
     if (value.typeId() == QMetaType::QString)
@@ -111,6 +125,7 @@ void BoardStore::initialise()
     m_openShortcut = loadShortcut(Key::openShortcut).value_or(Shortcut::defaultOpen());
     m_switchTabShortcut =
         loadShortcut(Key::switchTabShortcut).value_or(Shortcut::defaultSwitchTab());
+    m_notchPosition = notchPositionFrom(m_settings->value(Key::notchPosition.toString()));
     m_carryOver = storedBool(m_settings->value(Key::carryOver.toString())).value_or(true);
     m_morningBanner = storedBool(m_settings->value(Key::morningBanner.toString())).value_or(true);
     m_board = Board::empty();
@@ -199,6 +214,15 @@ void BoardStore::setSwipeToSwitch(bool on)
     m_swipeToSwitch = on;
     emit swipeToSwitchChanged();
     storeValue(Key::swipeToSwitch, on);
+}
+
+void BoardStore::setNotchPosition(NotchPosition position)
+{
+    if (m_notchPosition == position)
+        return;
+    m_notchPosition = position;
+    emit notchPositionChanged();
+    storeValue(Key::notchPosition, notchPositionNames[int(position)].toString());
 }
 
 void BoardStore::setOpenShortcut(Shortcut shortcut)

@@ -39,6 +39,8 @@ class BoardStore : public QObject {
         Shortcut openShortcut READ openShortcut WRITE setOpenShortcut NOTIFY openShortcutChanged)
     Q_PROPERTY(Shortcut switchTabShortcut READ switchTabShortcut WRITE setSwitchTabShortcut NOTIFY
                    switchTabShortcutChanged)
+    Q_PROPERTY(NotchPosition notchPosition READ notchPosition WRITE setNotchPosition NOTIFY
+                   notchPositionChanged)
     Q_PROPERTY(bool carryOver READ carryOver WRITE setCarryOver NOTIFY carryOverChanged)
     Q_PROPERTY(
         bool morningBanner READ morningBanner WRITE setMorningBanner NOTIFY morningBannerChanged)
@@ -64,6 +66,10 @@ public:
     // How `lastError` begins when today's board could not be written.
     static constexpr QStringView saveErrorPrefix = u"Couldn't save board: ";
 
+    // Where along the top edge the closed notch sits; Automatic leaves it to the desktop.
+    enum class NotchPosition { Automatic, Left, Centre, Right };
+    Q_ENUM(NotchPosition)
+
     // Preference keys.
     struct Key {
         static constexpr QStringView vault = u"vaultPath";
@@ -74,6 +80,7 @@ public:
         static constexpr QStringView switchTabShortcut = u"switchTabShortcut";
         static constexpr QStringView carryOver = u"carryOver";
         static constexpr QStringView morningBanner = u"morningBanner";
+        static constexpr QStringView notchPosition = u"notchPosition";
     };
 
     using NoteFile = ::NoteFile;
@@ -99,6 +106,8 @@ public:
     void setOpenShortcut(Shortcut shortcut);
     [[nodiscard]] Shortcut switchTabShortcut() const { return m_switchTabShortcut; }
     void setSwitchTabShortcut(Shortcut shortcut);
+    [[nodiscard]] NotchPosition notchPosition() const { return m_notchPosition; }
+    void setNotchPosition(NotchPosition position);
     [[nodiscard]] bool carryOver() const { return m_carryOver; }
     void setCarryOver(bool on);
     [[nodiscard]] bool morningBanner() const { return m_morningBanner; }
@@ -187,6 +196,7 @@ signals:
     void boardsFolderChanged();
     void notesFolderChanged();
     void swipeToSwitchChanged();
+    void notchPositionChanged();
     void openShortcutChanged();
     void switchTabShortcutChanged();
     void carryOverChanged();
@@ -240,6 +250,7 @@ private:
     QString m_boardsFolder;
     QString m_notesFolder;
     bool m_swipeToSwitch = true;
+    NotchPosition m_notchPosition = NotchPosition::Automatic;
     Shortcut m_openShortcut = Shortcut::defaultOpen();
     Shortcut m_switchTabShortcut = Shortcut::defaultSwitchTab();
     bool m_carryOver = true;

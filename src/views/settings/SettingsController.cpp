@@ -4,6 +4,7 @@
 #include "FolderField.h"
 #include "SettingsState.h"
 #include "notch/Shortcut.h"
+#include "platform/DesktopSession.h"
 #include "platform/LaunchAtLogin.h"
 #include "store/BoardStore.h"
 
@@ -55,6 +56,8 @@ void SettingsController::setStore(BoardStore *store)
                 &SettingsController::shortcutsChanged);
         connect(m_store, &BoardStore::switchTabShortcutChanged, this,
                 &SettingsController::shortcutsChanged);
+        connect(m_store, &BoardStore::notchPositionChanged, this,
+                &SettingsController::notchPositionChanged);
         connect(state(), &SettingsState::messageChanged, this, &SettingsController::messageChanged);
         m_boardsField->setValue(m_store->boardsFolder());
         m_notesField->setValue(m_store->notesFolder());
@@ -66,6 +69,7 @@ void SettingsController::setStore(BoardStore *store)
     emit vaultTextChanged();
     emit shortcutsChanged();
     emit messageChanged();
+    emit notchPositionChanged();
 }
 
 void SettingsController::setModel(NotchModel *model)
@@ -221,4 +225,34 @@ void SettingsController::resetShortcut(NotchModel::ShortcutTarget target)
         m_store->setOpenShortcut(Shortcut::defaultOpen());
     else
         m_store->setSwitchTabShortcut(Shortcut::defaultSwitchTab());
+}
+
+int SettingsController::notchPosition() const
+{
+    using Position = BoardStore::NotchPosition;
+    const Position position = m_store ? m_store->notchPosition() : Position::Automatic;
+    if (position == Position::Automatic)
+        return DesktopSession::keepsTopCentre() ? 0 : 1;
+    return int(position) - int(Position::Left);
+}
+
+void SettingsController::setNotchPosition(int position)
+{
+    using Position = BoardStore::NotchPosition;
+    if (!m_store || position < 0 || position > 2)
+        return;
+    m_store->setNotchPosition(Position(int(Position::Left) + position));
+}
+
+void SettingsController::openTodayInObsidian() const
+{
+    if (m_store)
+        m_store->openTodayInObsidian();
+}
+
+void SettingsController::quit() const
+{
+    // From the event loop: the button that asked is still handling its click.
+    QMetaObject::invokeMethod(QCoreApplication::instance(), &QCoreApplication::quit,
+                              Qt::QueuedConnection);
 }

@@ -27,6 +27,9 @@ class SettingsController : public QObject {
     Q_PROPERTY(FolderField *notesField READ notesField CONSTANT)
     Q_PROPERTY(QString openShortcutLabel READ openShortcutLabel NOTIFY shortcutsChanged)
     Q_PROPERTY(QString switchTabShortcutLabel READ switchTabShortcutLabel NOTIFY shortcutsChanged)
+    // Where the notch sits now: 0 left, 1 centre, 2 right (the desktop's choice until the user
+    // makes one).
+    Q_PROPERTY(int notchPosition READ notchPosition NOTIFY notchPositionChanged)
     Q_PROPERTY(bool recordingOpen READ recordingOpen NOTIFY recordingChanged)
     Q_PROPERTY(bool recordingSwitchTab READ recordingSwitchTab NOTIFY recordingChanged)
 
@@ -47,6 +50,8 @@ public:
     [[nodiscard]] FolderField *notesField() const { return m_notesField; }
     [[nodiscard]] QString openShortcutLabel() const;
     [[nodiscard]] QString switchTabShortcutLabel() const;
+    [[nodiscard]] int notchPosition() const;
+    Q_INVOKABLE void setNotchPosition(int position);
     [[nodiscard]] bool recordingOpen() const;
     [[nodiscard]] bool recordingSwitchTab() const;
 
@@ -59,6 +64,10 @@ public:
     Q_INVOKABLE void revealVault() const;
     Q_INVOKABLE void revealBoardsFolder() const;
     Q_INVOKABLE void revealNotesFolder() const;
+
+    // The tray menu's actions, for desktops without a tray.
+    Q_INVOKABLE void openTodayInObsidian() const;
+    Q_INVOKABLE void quit() const;
 
     // Registers or unregisters the autostart entry; the switch then shows what is really in force.
     Q_INVOKABLE void setLaunchAtLogin(bool on);
@@ -79,6 +88,7 @@ signals:
     void vaultTextChanged();
     void shortcutsChanged();
     void recordingChanged();
+    void notchPositionChanged();
 
 private:
     void setWelcome(bool welcome);

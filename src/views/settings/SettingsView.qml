@@ -96,6 +96,15 @@ FocusScope {
                         onChoose: controller.chooseNotesFolder()
                         onReveal: controller.revealNotesFolder()
                     }
+                    RowDivider {}
+                    ChoiceRow {
+                        objectName: "notchPositionRow"
+                        title: "Notch position"
+                        detail: "Where the closed notch sits on the top edge"
+                        choices: ["Left", "Centre", "Right"]
+                        current: controller.notchPosition
+                        onChosen: index => controller.setNotchPosition(index)
+                    }
                 }
 
                 SettingsCard {
@@ -150,6 +159,36 @@ FocusScope {
                         isOn: view.store.swipeToSwitch
                         onToggled: view.store.swipeToSwitch = !view.store.swipeToSwitch
                     }
+                }
+            }
+
+            // Without a tray there is no menu to quit from or to open the board in Obsidian.
+            Row {
+                objectName: "appActions"
+                visible: !view.model.trayAvailable
+                leftPadding: 4
+                spacing: 6
+
+                Text {
+                    anchors.verticalCenter: parent.verticalCenter
+                    text: "No tray icon on this desktop:"
+                    color: Theme.secondary
+                    font.pixelSize: 11
+                }
+                SmallButton {
+                    objectName: "openInObsidianButton"
+                    title: "Open Today's Board in Obsidian"
+                    onClicked: controller.openTodayInObsidian()
+                }
+                SmallButton {
+                    objectName: "showBoardsButton"
+                    title: "Show Boards Folder"
+                    onClicked: controller.revealBoardsFolder()
+                }
+                SmallButton {
+                    objectName: "quitButton"
+                    title: "Quit Tallowfern"
+                    onClicked: controller.quit()
                 }
             }
 

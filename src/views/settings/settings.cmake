@@ -22,5 +22,6 @@ qt_target_qml_sources(tallowfern_core QML_FILES
     views/settings/SmallButton.qml
     views/settings/ShortcutRow.qml
     views/settings/ToggleRow.qml
+    views/settings/ChoiceRow.qml
     views/settings/NotchSwitch.qml
 )
