@@ -80,10 +80,29 @@ private slots:
         QTest::newRow("case matters")
             << QStringList{bin, u"--SELFTEST"_qs, u"--Snapshot"_qs, u"x"_qs} << Main::Mode::Resident
             << QString();
-        QTest::newRow("no help") << QStringList{bin, u"--help"_qs} << Main::Mode::Resident
-                                 << QString();
         QTest::newRow("whole strings only")
             << QStringList{bin, u" --selftest"_qs} << Main::Mode::Resident << QString();
+
+        QTest::newRow("help") << QStringList{bin, u"--help"_qs} << Main::Mode::Help << QString();
+        QTest::newRow("short help") << QStringList{bin, u"-h"_qs} << Main::Mode::Help << QString();
+        QTest::newRow("help among unknown ones")
+            << QStringList{bin, u"-v"_qs, u"--help"_qs, u"x"_qs} << Main::Mode::Help << QString();
+        QTest::newRow("version") << QStringList{bin, u"--version"_qs} << Main::Mode::Version
+                                 << QString();
+        QTest::newRow("selftest wins over help") << QStringList{bin, u"--help"_qs, u"--selftest"_qs}
+                                                 << Main::Mode::SelfTest << QString();
+        QTest::newRow("snapshot wins over help")
+            << QStringList{bin, u"--help"_qs, u"--snapshot"_qs, u"out"_qs} << Main::Mode::Snapshot
+            << u"out"_qs;
+        QTest::newRow("help wins over version")
+            << QStringList{bin, u"--version"_qs, u"-h"_qs} << Main::Mode::Help << QString();
+        QTest::newRow("version wins over commands")
+            << QStringList{bin, u"--quit"_qs, u"--version"_qs} << Main::Mode::Version << QString();
+        QTest::newRow("help wins over a task's text")
+            << QStringList{bin, u"--add-task"_qs, u"--help"_qs} << Main::Mode::Help << QString();
+        QTest::newRow("equals form of help is unknown")
+            << QStringList{bin, u"--help=all"_qs, u"--HELP"_qs, u"-help"_qs} << Main::Mode::Resident
+            << QString();
     }
     void choose()
     {
@@ -93,6 +112,67 @@ private slots:
         const Main::Choice choice = Main::choose(arguments);
         QCOMPARE(choice.mode, mode);
         QCOMPARE(choice.snapshotDir, dir);
+        QCOMPARE(choice.taskText, QString());
+    }
+
+    void chooseCommand_data()
+    {
+        QTest::addColumn<QStringList>("arguments");
+        QTest::addColumn<Main::Mode>("mode");
+        QTest::addColumn<QString>("text");
+        const QString bin = u"/usr/bin/tallowfern"_qs;
+        QTest::newRow("toggle") << QStringList{bin, u"--toggle"_qs} << Main::Mode::Toggle
+                                << QString();
+        QTest::newRow("open") << QStringList{bin, u"--open"_qs} << Main::Mode::Open << QString();
+        QTest::newRow("close") << QStringList{bin, u"--close"_qs} << Main::Mode::Close << QString();
+        QTest::newRow("quit") << QStringList{bin, u"--quit"_qs} << Main::Mode::Quit << QString();
+        QTest::newRow("add task") << QStringList{bin, u"--add-task"_qs, u"Call the bank"_qs}
+                                  << Main::Mode::AddTask << u"Call the bank"_qs;
+        QTest::newRow("text taken as given") << QStringList{bin, u"--add-task"_qs, u"  --open "_qs}
+                                             << Main::Mode::AddTask << u"  --open "_qs;
+        QTest::newRow("option as the text") << QStringList{bin, u"--add-task"_qs, u"--quit"_qs}
+                                            << Main::Mode::AddTask << u"--quit"_qs;
+        QTest::newRow("blank text is still a text")
+            << QStringList{bin, u"--add-task"_qs, QString()} << Main::Mode::AddTask << QString();
+        QTest::newRow("add task without text")
+            << QStringList{bin, u"--add-task"_qs} << Main::Mode::NewTask << QString();
+        QTest::newRow("add task last, after another command")
+            << QStringList{bin, u"--open"_qs, u"--add-task"_qs} << Main::Mode::Open << QString();
+        QTest::newRow("first command wins")
+            << QStringList{bin, u"--close"_qs, u"--open"_qs, u"--quit"_qs} << Main::Mode::Close
+            << QString();
+        QTest::newRow("first command wins over a later task")
+            << QStringList{bin, u"--toggle"_qs, u"--add-task"_qs, u"x"_qs} << Main::Mode::Toggle
+            << QString();
+        QTest::newRow("task first wins")
+            << QStringList{bin, u"--add-task"_qs, u"x"_qs, u"--toggle"_qs} << Main::Mode::AddTask
+            << u"x"_qs;
+        QTest::newRow("after unknown arguments")
+            << QStringList{bin, u"-v"_qs, u"--open=now"_qs, u"--open"_qs} << Main::Mode::Open
+            << QString();
+        QTest::newRow("selftest wins over commands")
+            << QStringList{bin, u"--quit"_qs, u"--selftest"_qs} << Main::Mode::SelfTest
+            << QString();
+        QTest::newRow("snapshot wins over commands")
+            << QStringList{bin, u"--open"_qs, u"--snapshot"_qs, u"out"_qs} << Main::Mode::Snapshot
+            << QString();
+        QTest::newRow("snapshot last leaves the command")
+            << QStringList{bin, u"--open"_qs, u"--snapshot"_qs} << Main::Mode::Open << QString();
+        QTest::newRow("task text is no snapshot folder")
+            << QStringList{bin, u"--add-task"_qs, u"--snapshot"_qs} << Main::Mode::AddTask
+            << u"--snapshot"_qs;
+        QTest::newRow("case matters")
+            << QStringList{bin, u"--Open"_qs, u"--QUIT"_qs, u"--add-Task"_qs}
+            << Main::Mode::Resident << QString();
+    }
+    void chooseCommand()
+    {
+        QFETCH(QStringList, arguments);
+        QFETCH(Main::Mode, mode);
+        QFETCH(QString, text);
+        const Main::Choice choice = Main::choose(arguments);
+        QCOMPARE(choice.mode, mode);
+        QCOMPARE(choice.taskText, text);
     }
 
     void selfTestBinary_data()
@@ -159,7 +239,7 @@ private slots:
         QTest::newRow("no arguments") << QStringList();
         QTest::newRow("snapshot as the last argument") << QStringList{u"--snapshot"_qs};
         QTest::newRow("unknown arguments")
-            << QStringList{u"--help"_qs, u"--snapshot=x"_qs, u"-h"_qs};
+            << QStringList{u"--Help"_qs, u"--snapshot=x"_qs, u"-v"_qs, u"--quit=now"_qs};
     }
     void residentModeKeepsRunning()
     {

@@ -10,16 +10,31 @@
 #include "platform/PanelShell.h"
 
 #include <QApplication>
+#include <QCoreApplication>
 #include <QQuickWindow>
+#include <QTimer>
 
+#include <array>
 #include <cstdio>
 
 namespace {
 
+struct Command {
+    QStringView option;
+    Main::Mode mode;
+};
+
+// The commands for the running app, in the order --help lists them.
+constexpr std::array commands{
+    Command{u"--toggle", Main::Mode::Toggle}, Command{u"--open", Main::Mode::Open},
+    Command{u"--close", Main::Mode::Close},   Command{u"--add-task", Main::Mode::AddTask},
+    Command{u"--quit", Main::Mode::Quit},
+};
+
 // The exit status of a start that found Tallowfern already running.
-int handOver(const QDBusConnection &bus)
+int handOver(const QDBusConnection &bus, const QString &method)
 {
-    if (const auto error = RunningInstance::handOver(bus)) {
+    if (const auto error = RunningInstance::handOver(bus, method)) {
         std::fprintf(stderr, "Tallowfern is already running but did not answer: %s\n",
                      qPrintable(*error));
         return 1;
@@ -27,16 +42,94 @@ int handOver(const QDBusConnection &bus)
     return 0;
 }
 
+// A command for the running app, from a script or the desktop's own shortcut settings: the exit
+// status tells whether it was done, and stderr gets one line saying why not.
+int command(const Main::Choice &choice)
+{
+    QString method;
+    QVariantList arguments;
+    switch (choice.mode) {
+    case Main::Mode::Open:
+        method = u"Open"_qs;
+        break;
+    case Main::Mode::Close:
+        method = u"Close"_qs;
+        break;
+    case Main::Mode::Toggle:
+        method = u"Toggle"_qs;
+        break;
+    case Main::Mode::Quit:
+        method = u"Quit"_qs;
+        break;
+    case Main::Mode::AddTask:
+        method = u"AddTask"_qs;
+        arguments = {choice.taskText};
+        break;
+    default:
+        return 1;
+    }
+    const RunningInstance::Answer answer =
+        RunningInstance::call(QDBusConnection::sessionBus(), method, arguments);
+    switch (answer.outcome) {
+    case RunningInstance::Outcome::Done:
+        return 0;
+    case RunningInstance::Outcome::NotRunning:
+        std::fputs("Tallowfern is not running.\n", stderr);
+        return 1;
+    case RunningInstance::Outcome::Failed:
+        std::fprintf(stderr, "%s\n", qPrintable(answer.error));
+        return 1;
+    }
+    return 1;
+}
+
 } // namespace
 
 Main::Choice Main::choose(const QStringList &arguments)
 {
     if (arguments.contains(u"--selftest"_qs))
-        return {Mode::SelfTest, {}};
+        return {Mode::SelfTest, {}, {}};
     const qsizetype snapshot = arguments.indexOf(u"--snapshot"_qs);
     if (snapshot >= 0 && snapshot + 1 < arguments.size())
-        return {Mode::Snapshot, arguments.at(snapshot + 1)};
-    return {Mode::Resident, {}};
+        return {Mode::Snapshot, arguments.at(snapshot + 1), {}};
+    if (arguments.contains(u"--help"_qs) || arguments.contains(u"-h"_qs))
+        return {Mode::Help, {}, {}};
+    if (arguments.contains(u"--version"_qs))
+        return {Mode::Version, {}, {}};
+    for (qsizetype i = 0; i < arguments.size(); ++i) {
+        for (const Command &command : commands) {
+            if (arguments.at(i) != command.option)
+                continue;
+            if (command.mode != Mode::AddTask)
+                return {command.mode, {}, {}};
+            // Without its text, as a desktop entry's action gives it: the panel, ready to type.
+            if (i + 1 == arguments.size())
+                return {Mode::NewTask, {}, {}};
+            return {Mode::AddTask, {}, arguments.at(i + 1)};
+        }
+    }
+    return {Mode::Resident, {}, {}};
+}
+
+QString Main::usage()
+{
+    return u"Usage: tallowfern [OPTION]\n"
+           "Without an option, starts Tallowfern, or opens the panel of the one already running.\n"
+           "\n"
+           "Commands for the running Tallowfern (exit status 1 when none runs):\n"
+           "  --toggle           open the panel ready to type a task, or close it\n"
+           "  --open             open the panel\n"
+           "  --close            close the panel\n"
+           "  --add-task TEXT    add TEXT to the end of today's To do\n"
+           "  --add-task         open the panel ready to type a task (starts Tallowfern if "
+           "needed)\n"
+           "  --quit             quit Tallowfern\n"
+           "\n"
+           "Other options:\n"
+           "  --snapshot DIR     draw the panel with a sample day into PNG files in DIR and exit\n"
+           "  --selftest         check the board format and shortcut labels and exit\n"
+           "  -h, --help         show this help and exit\n"
+           "  --version          show the version and exit\n"_qs;
 }
 
 int Main::exec(int argc, char **argv)
@@ -58,9 +151,26 @@ int Main::exec(int argc, char **argv, const std::function<bool()> &selfTest)
     case Mode::Snapshot:
         Snapshot::run(choice.snapshotDir);
         return 0;
+    case Mode::Help:
+        std::fputs(qPrintable(usage()), stdout);
+        return 0;
+    case Mode::Version:
+        std::printf("Tallowfern %s\n", TALLOWFERN_VERSION);
+        return 0;
+    case Mode::Open:
+    case Mode::Close:
+    case Mode::Toggle:
+    case Mode::Quit:
+    case Mode::AddTask: {
+        // For the bus only: a command works without a display, from a terminal or a key binding.
+        QCoreApplication app(argc, argv);
+        return command(choice);
+    }
+    case Mode::NewTask:
     case Mode::Resident:
         break;
     }
+    const QString handOverMethod = choice.mode == Mode::NewTask ? u"NewTask"_qs : u"Open"_qs;
 
     // Native layer surfaces where the compositor offers them, X11 windows otherwise.
     if (PanelShell::choose() == PanelShell::Kind::LayerShell &&
@@ -78,12 +188,15 @@ int Main::exec(int argc, char **argv, const std::function<bool()> &selfTest)
 
     const QDBusConnection bus = QDBusConnection::sessionBus();
     if (RunningInstance::exists(bus))
-        return handOver(bus);
+        return handOver(bus, handOverMethod);
     AppDelegate delegate;
     RemoteControl remote(delegate.controller()->behavior(), delegate.controller()->model(),
                          delegate.store());
     // Another start may have won the name while this one was setting up.
     if (remote.publish(bus) == RemoteControl::Claim::Taken)
-        return handOver(bus);
+        return handOver(bus, handOverMethod);
+    if (choice.mode == Mode::NewTask)
+        // Once the event loop runs, as if the call had come over the bus.
+        QTimer::singleShot(0, &remote, &RemoteControl::NewTask);
     return QApplication::exec();
 }

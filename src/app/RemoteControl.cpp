@@ -5,6 +5,7 @@
 #include "notch/NotchModel.h"
 #include "store/BoardStore.h"
 
+#include <QCoreApplication>
 #include <QDBusConnectionInterface>
 #include <QDBusMessage>
 
@@ -75,6 +76,29 @@ void RemoteControl::AddTask(const QString &text)
     m_store->add(text, LaneKind::Todo);
     if (m_store->lastError().startsWith(BoardStore::saveErrorPrefix) && calledFromDBus())
         sendErrorReply(QDBusError::Failed, m_store->lastError());
+}
+
+void RemoteControl::NewTask()
+{
+    if (!m_behavior || !m_model)
+        return;
+    m_behavior->open(true);
+    m_model->requestAddFocus();
+}
+
+void RemoteControl::Quit()
+{
+    if (calledFromDBus()) {
+        // The reply goes out first; giving up the name is a round trip to the bus behind it, so
+        // the reply has left when that returns, and a start from now on finds no app to hand over
+        // to.
+        setDelayedReply(true);
+        connection().send(message().createReply());
+        if (m_bus.isConnected())
+            m_bus.interface()->unregisterService(serviceName.toString());
+    }
+    QMetaObject::invokeMethod(QCoreApplication::instance(), &QCoreApplication::quit,
+                              Qt::QueuedConnection);
 }
 
 void RemoteControl::announceOpen()

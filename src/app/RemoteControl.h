@@ -47,6 +47,10 @@ public slots:
     // Adds a task to the end of today's To do. Refused when the text is blank or the board could
     // not be saved.
     Q_SCRIPTABLE void AddTask(const QString &text);
+    // Opens the panel pinned and ready to type a task, whether or not it was open.
+    Q_SCRIPTABLE void NewTask();
+    // Ends the app as the tray's Quit does. The caller has its answer before the app is gone.
+    Q_SCRIPTABLE void Quit();
 
 private:
     void announceOpen();

@@ -127,6 +127,13 @@ void TallowfernProcess::stop()
     }
 }
 
+int TallowfernProcess::waitForQuit(int timeoutMs)
+{
+    if (m_process.state() != QProcess::NotRunning && !m_process.waitForFinished(timeoutMs))
+        return -1;
+    return m_process.exitStatus() == QProcess::NormalExit ? m_process.exitCode() : -1;
+}
+
 xcb_window_t TallowfernProcess::waitForPanel(int timeoutMs) const
 {
     xcb_window_t content = 0;

@@ -36,6 +36,9 @@ public:
     // has written since; the same result as start().
     [[nodiscard]] QString restart();
     void stop();
+    // Waits for it to quit by itself: its exit code, or -1 when it crashed or still runs after
+    // `timeoutMs`.
+    [[nodiscard]] int waitForQuit(int timeoutMs = 10000);
     // The scratch folder holding home, config, state and vault.
     [[nodiscard]] QString root() const { return m_dir.path(); }
     [[nodiscard]] bool isRunning() const { return m_process.state() == QProcess::Running; }

@@ -21,7 +21,8 @@
 
 // The panel driven over a private session bus, as a desktop's shortcut settings or a script would:
 // tasks added and found in today's file, the panel opened and closed, a second start handing over
-// to the first, and the app started by the bus itself.
+// to the first, and the app started by the bus itself. Then the same through the command line's
+// commands, which never have the bus start the app.
 namespace {
 
 const QString Service = u"io.tallowfern.Tallowfern"_qs;
@@ -39,6 +40,18 @@ QStringList toDo(const QString &boardPath)
         texts.append(card.text());
     return texts;
 }
+
+// What a command-line run of the binary came to.
+struct Cli {
+    int code = -1; // -1: it did not end by itself
+    QByteArray out;
+    QByteArray err;
+
+    [[nodiscard]] QByteArray report() const
+    {
+        return "exit " + QByteArray::number(code) + "\nstdout: " + out + "\nstderr: " + err;
+    }
+};
 
 } // namespace
 
@@ -58,6 +71,15 @@ private slots:
     void secondStartHandsOverAndExits();
     void callingTheNameStartsTheApp();
 
+    void commandsFindNothingRunningAndStartNothing();
+    void commandsDriveTheRunningPanel();
+    void addTaskCommandWritesTodaysBoard();
+    void addTaskCommandReportsASaveFailure();
+    void quitCommandEndsTheApp();
+    void addTaskWithoutTextOpensTheRunningPanel();
+    void addTaskWithoutTextStartsTheApp();
+    void helpAndVersion();
+
 public slots:
     void propertiesChanged(const QString &interface, const QVariantMap &changed,
                            const QStringList &invalidated);
@@ -67,6 +89,9 @@ private:
     [[nodiscard]] bool isOpen();
     [[nodiscard]] qint64 ownerPid();
     [[nodiscard]] QString todayPath() const;
+    [[nodiscard]] Cli runCli(const QStringList &arguments);
+    // A service file that would have the bus leave a mark when it started anything for our name.
+    [[nodiscard]] QString watchActivation();
 
     XServer m_x;
     QTemporaryDir m_busDir;
@@ -133,6 +158,7 @@ void DBusE2eTest::cleanup()
     m_bus.terminate();
     m_bus.waitForFinished();
     QFile::remove(m_busDir.filePath(u"bus"_qs));
+    QFile::remove(m_busDir.filePath(u"services/io.tallowfern.Tallowfern.service"_qs));
 }
 
 void DBusE2eTest::cleanupTestCase()
@@ -297,6 +323,217 @@ void DBusE2eTest::callingTheNameStartsTheApp()
     ::kill(static_cast<pid_t>(pid), SIGTERM);
     QTRY_COMPARE_WITH_TIMEOUT(ownerPid(), -1, 10000);
     QFile::remove(service.fileName());
+}
+
+Cli DBusE2eTest::runCli(const QStringList &arguments)
+{
+    QProcess process;
+    process.setProcessEnvironment(m_app->environment());
+    process.setWorkingDirectory(m_app->root());
+    process.start(QStringLiteral(TALLOWFERN_BINARY), arguments);
+    Cli cli;
+    if (!process.waitForFinished(20000)) {
+        process.kill();
+        process.waitForFinished(5000);
+    } else if (process.exitStatus() == QProcess::NormalExit) {
+        cli.code = process.exitCode();
+    }
+    cli.out = process.readAllStandardOutput();
+    cli.err = process.readAllStandardError();
+    return cli;
+}
+
+QString DBusE2eTest::watchActivation()
+{
+    const QString marker = m_busDir.filePath(u"activated"_qs);
+    QFile::remove(marker);
+    QFile service(m_busDir.filePath(u"services/io.tallowfern.Tallowfern.service"_qs));
+    if (!service.open(QIODevice::WriteOnly))
+        return {};
+    service.write("[D-BUS Service]\nName=io.tallowfern.Tallowfern\nExec=/usr/bin/touch " +
+                  marker.toUtf8() + "\n");
+    service.close();
+    // The bus reads its service folder again when it is asked to.
+    const QDBusMessage reload = QDBusConnection(u"test"_qs)
+                                    .call(QDBusMessage::createMethodCall(
+                                        u"org.freedesktop.DBus"_qs, u"/org/freedesktop/DBus"_qs,
+                                        u"org.freedesktop.DBus"_qs, u"ReloadConfig"_qs));
+    return reload.type() == QDBusMessage::ReplyMessage ? marker : QString();
+}
+
+void DBusE2eTest::commandsFindNothingRunningAndStartNothing()
+{
+    const QString marker = watchActivation();
+    QVERIFY(!marker.isEmpty());
+    const QList<QStringList> commands{{u"--toggle"_qs},
+                                      {u"--open"_qs},
+                                      {u"--close"_qs},
+                                      {u"--quit"_qs},
+                                      {u"--add-task"_qs, u"Call the bank"_qs},
+                                      {u"--add-task"_qs, u"  "_qs}};
+    for (const QStringList &command : commands) {
+        const Cli cli = runCli(command);
+        QVERIFY2(cli.code == 1, cli.report().constData());
+        QCOMPARE(cli.err, QByteArray("Tallowfern is not running.\n"));
+        QCOMPARE(cli.out, QByteArray());
+    }
+    QCOMPARE(ownerPid(), -1);
+    QVERIFY(!QFileInfo::exists(marker));
+    QVERIFY(!QFileInfo::exists(todayPath()));
+
+    // The service file does start things when asked to, so the mark would have shown.
+    QDBusMessage ping =
+        QDBusMessage::createMethodCall(Service, Path, u"org.freedesktop.DBus.Peer"_qs, u"Ping"_qs);
+    QDBusConnection(u"test"_qs).call(ping, QDBus::Block, 20000);
+    QTRY_VERIFY_WITH_TIMEOUT(QFileInfo::exists(marker), 10000);
+}
+
+void DBusE2eTest::commandsDriveTheRunningPanel()
+{
+    QCOMPARE(m_app->start(), QString());
+    QTRY_COMPARE_WITH_TIMEOUT(ownerPid(), m_app->processId(), 10000);
+    QVERIFY(!isOpen());
+
+    const QList<std::pair<QString, bool>> steps{{u"--open"_qs, true},
+                                                {u"--open"_qs, true},
+                                                {u"--close"_qs, false},
+                                                {u"--toggle"_qs, true},
+                                                {u"--toggle"_qs, false}};
+    for (const auto &[option, open] : steps) {
+        const Cli cli = runCli({option});
+        QVERIFY2(cli.code == 0, cli.report().constData());
+        QCOMPARE(cli.out, QByteArray());
+        QCOMPARE(cli.err, QByteArray());
+        QVERIFY2(isOpen() == open, qPrintable(option));
+    }
+    QTRY_COMPARE_WITH_TIMEOUT(m_announced, QList<bool>({true, false, true, false}), 5000);
+    QCOMPARE(ownerPid(), m_app->processId());
+}
+
+void DBusE2eTest::addTaskCommandWritesTodaysBoard()
+{
+    m_app->writeTodayBoard({u"Water the plants"_qs}, {});
+    QCOMPARE(m_app->start(), QString());
+    QTRY_COMPARE_WITH_TIMEOUT(ownerPid(), m_app->processId(), 10000);
+
+    Cli cli = runCli({u"--add-task"_qs, u"Call the bank"_qs});
+    QVERIFY2(cli.code == 0, cli.report().constData());
+    QCOMPARE(cli.err, QByteArray());
+    QCOMPARE(toDo(todayPath()), QStringList({u"Water the plants"_qs, u"Call the bank"_qs}));
+    QVERIFY(!isOpen());
+
+    const QByteArray before = contentOf(todayPath());
+    for (const QString &blank : {QString(), u"  \t "_qs}) {
+        cli = runCli({u"--add-task"_qs, blank});
+        QVERIFY2(cli.code == 1, cli.report().constData());
+        QCOMPARE(cli.err, QByteArray("A task needs some text.\n"));
+        QCOMPARE(cli.out, QByteArray());
+    }
+    QCOMPARE(contentOf(todayPath()), before);
+}
+
+void DBusE2eTest::addTaskCommandReportsASaveFailure()
+{
+    m_app->writeTodayBoard({u"Water the plants"_qs}, {});
+    QCOMPARE(m_app->start(), QString());
+    QTRY_COMPARE_WITH_TIMEOUT(ownerPid(), m_app->processId(), 10000);
+    // The boards folder turns into a file: nothing can be saved there, even by root.
+    const QString boards = QFileInfo(todayPath()).path();
+    QVERIFY(QDir(boards).removeRecursively());
+    QFile blocker(boards);
+    QVERIFY(blocker.open(QIODevice::WriteOnly));
+    blocker.write("not a folder");
+    blocker.close();
+
+    const Cli cli = runCli({u"--add-task"_qs, u"Call the bank"_qs});
+    QVERIFY2(cli.code == 1, cli.report().constData());
+    QVERIFY2(cli.err.startsWith("Couldn't save board: "), cli.report().constData());
+    // One line.
+    QCOMPARE(cli.err.count('\n'), 1);
+    QVERIFY(cli.err.endsWith('\n'));
+}
+
+void DBusE2eTest::quitCommandEndsTheApp()
+{
+    QCOMPARE(m_app->start(), QString());
+    QTRY_COMPARE_WITH_TIMEOUT(ownerPid(), m_app->processId(), 10000);
+
+    const Cli cli = runCli({u"--quit"_qs});
+    QVERIFY2(cli.code == 0, cli.report().constData());
+    QCOMPARE(cli.err, QByteArray());
+    QCOMPARE(m_app->waitForQuit(10000), 0);
+    QCOMPARE(ownerPid(), -1);
+
+    const Cli again = runCli({u"--quit"_qs});
+    QVERIFY2(again.code == 1, again.report().constData());
+    QCOMPARE(again.err, QByteArray("Tallowfern is not running.\n"));
+}
+
+void DBusE2eTest::addTaskWithoutTextOpensTheRunningPanel()
+{
+    QCOMPARE(m_app->start(), QString());
+    QTRY_COMPARE_WITH_TIMEOUT(ownerPid(), m_app->processId(), 10000);
+    QVERIFY(!isOpen());
+
+    for (int i = 0; i < 2; ++i) {
+        // Open already, it stays open: unlike --toggle.
+        // A start like any other, up to finding the app: what it logs is the start's.
+        const Cli cli = runCli({u"--add-task"_qs});
+        QVERIFY2(cli.code == 0, cli.report().constData());
+        QVERIFY(isOpen());
+    }
+    QTRY_VERIFY_WITH_TIMEOUT(PanelScreen::isBlack(m_x.pixel(InOpenPanel.x(), InOpenPanel.y())),
+                             5000);
+    QVERIFY(m_app->isRunning());
+    QCOMPARE(ownerPid(), m_app->processId());
+}
+
+void DBusE2eTest::addTaskWithoutTextStartsTheApp()
+{
+    // As a desktop's "Add Task…" action does with no app running: this start is the app.
+    const QString marker = watchActivation();
+    QVERIFY(!marker.isEmpty());
+    m_app->writeTodayBoard({}, {});
+    QVERIFY(m_app->start().isEmpty());
+    m_app->stop();
+    QCOMPARE(ownerPid(), -1);
+
+    QProcess app;
+    app.setProcessEnvironment(m_app->environment());
+    app.setWorkingDirectory(m_app->root());
+    app.setProcessChannelMode(QProcess::MergedChannels);
+    app.setStandardOutputFile(m_busDir.filePath(u"new-task.log"_qs));
+    app.start(QStringLiteral(TALLOWFERN_BINARY), {u"--add-task"_qs});
+    QVERIFY(app.waitForStarted(10000));
+    QTRY_COMPARE_WITH_TIMEOUT(ownerPid(), app.processId(), 20000);
+    QTRY_VERIFY_WITH_TIMEOUT(isOpen(), 10000);
+    QTRY_VERIFY_WITH_TIMEOUT(PanelScreen::isBlack(m_x.pixel(InOpenPanel.x(), InOpenPanel.y())),
+                             5000);
+    QVERIFY(!QFileInfo::exists(marker));
+
+    const Cli quit = runCli({u"--quit"_qs});
+    QVERIFY2(quit.code == 0, quit.report().constData());
+    QVERIFY(app.waitForFinished(10000));
+    QCOMPARE(app.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(app.exitCode(), 0);
+}
+
+void DBusE2eTest::helpAndVersion()
+{
+    const Cli help = runCli({u"--help"_qs});
+    QVERIFY2(help.code == 0, help.report().constData());
+    QCOMPARE(help.err, QByteArray());
+    for (const char *option : {"--toggle", "--open", "--close", "--add-task TEXT", "--quit",
+                               "--snapshot DIR", "--selftest", "-h, --help", "--version"})
+        QVERIFY2(help.out.contains(QByteArray("\n  ") + option + ' '), option);
+    QCOMPARE(runCli({u"-h"_qs}).out, help.out);
+
+    const Cli version = runCli({u"--version"_qs});
+    QVERIFY2(version.code == 0, version.report().constData());
+    QCOMPARE(version.out, QByteArray("Tallowfern " TALLOWFERN_VERSION "\n"));
+    QCOMPARE(version.err, QByteArray());
+    // Nothing started for either.
+    QCOMPARE(ownerPid(), -1);
 }
 
 QTEST_GUILESS_MAIN(DBusE2eTest)

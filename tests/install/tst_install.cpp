@@ -388,6 +388,15 @@ private slots:
         // Found on PATH, which leads to the binary installed beside it.
         QCOMPARE(entry.value(u"Exec"_qs), u"tallowfern"_qs);
         QVERIFY(QFileInfo(prefix(u"bin/"_qs + entry.value(u"Exec"_qs))).isExecutable());
+
+        // What the menu offers beside starting it: the command line's commands.
+        QCOMPARE(entry.value(u"Actions"_qs), u"AddTask;Quit;"_qs);
+        const QMap<QString, QString> addTask = readGroup(path, u"Desktop Action AddTask");
+        QCOMPARE(addTask.value(u"Name"_qs), u"Add Task\u2026"_qs);
+        QCOMPARE(addTask.value(u"Exec"_qs), u"tallowfern --add-task"_qs);
+        const QMap<QString, QString> quit = readGroup(path, u"Desktop Action Quit");
+        QCOMPARE(quit.value(u"Name"_qs), u"Quit Tallowfern"_qs);
+        QCOMPARE(quit.value(u"Exec"_qs), u"tallowfern --quit"_qs);
     }
 
     void metainfoValidates()
