@@ -84,6 +84,66 @@ private slots:
         QCOMPARE(combination->toCombined(), qtKey);
     }
 
+    // What KDE reports back after the user changed the key in System Settings.
+    void fromQtKey_data()
+    {
+        QTest::addColumn<QString>("layout");
+        QTest::addColumn<int>("qtKey");
+        QTest::addColumn<bool>("known");
+        QTest::addColumn<Shortcut>("shortcut");
+
+        using S = Shortcut;
+        QTest::newRow("default open")
+            << u"us"_qs << (Qt::ALT | Qt::Key_N).toCombined() << true << S::defaultOpen();
+        QTest::newRow("default switch")
+            << u"us"_qs << (Qt::CTRL | Qt::Key_Tab).toCombined() << true << S::defaultSwitchTab();
+        QTest::newRow("all four")
+            << u"us"_qs << (Qt::META | Qt::CTRL | Qt::ALT | Qt::SHIFT | Qt::Key_Space).toCombined()
+            << true << S(S::keySpace, S::Shift | S::Control | S::Option | S::Command);
+        QTest::newRow("function key")
+            << u"us"_qs << (Qt::CTRL | Qt::Key_F5).toCombined() << true << S(keyF5, S::Control);
+        // The keypad types digits too, but only with NumLock; the main row is the one meant.
+        QTest::newRow("digit") << u"us"_qs << (Qt::META | Qt::Key_1).toCombined() << true
+                               << S(key1, S::Command);
+        QTest::newRow("Y on US") << u"us"_qs << (Qt::ALT | Qt::Key_Y).toCombined() << true
+                                 << S(keyY, S::Option);
+        QTest::newRow("Z on German")
+            << u"de"_qs << (Qt::ALT | Qt::Key_Z).toCombined() << true << S(keyY, S::Option);
+        QTest::newRow("keypad flag ignored")
+            << u"us"_qs
+            << QKeyCombination(Qt::AltModifier | Qt::KeypadModifier, Qt::Key_N).toCombined() << true
+            << S::defaultOpen();
+        // No key types "!" without Shift on a US keyboard.
+        QTest::newRow("shifted symbol")
+            << u"us"_qs << (Qt::META | Qt::Key_Exclam).toCombined() << false << S();
+        QTest::newRow("no such key on German")
+            << u"de"_qs << (Qt::ALT | Qt::Key_BracketLeft).toCombined() << false << S();
+        QTest::newRow("media key")
+            << u"us"_qs << (Qt::CTRL | Qt::Key_MediaPlay).toCombined() << false << S();
+    }
+
+    void fromQtKey()
+    {
+        QFETCH(QString, layout);
+        QFETCH(int, qtKey);
+        QFETCH(bool, known);
+        QFETCH(Shortcut, shortcut);
+        const KeyboardLayout *keys = this->layout(layout);
+        const auto back = ShortcutNotation::fromQtKey(QKeyCombination::fromCombined(qtKey), keys);
+        QCOMPARE(back.has_value(), known);
+        if (!known)
+            return;
+        QCOMPARE(*back, shortcut);
+        // And there again.
+        QCOMPARE(ShortcutNotation::qtKey(*back, keys)->toCombined(),
+                 qtKey & ~int(Qt::KeypadModifier));
+    }
+
+    void fromQtKeyNeedsALayout()
+    {
+        QVERIFY(!ShortcutNotation::fromQtKey(Qt::ALT | Qt::Key_N, nullptr));
+    }
+
     void unknownKeyHasNoNotation()
     {
         const Shortcut unknown(500, Shortcut::Option); // outside the key table

@@ -98,6 +98,30 @@ std::optional<QKeyCombination> ShortcutNotation::qtKey(const Shortcut &shortcut,
     return QKeyCombination(modifiers, *key);
 }
 
+std::optional<Shortcut> ShortcutNotation::fromQtKey(QKeyCombination key,
+                                                    const KeyboardLayout *layout)
+{
+    if (!layout)
+        return std::nullopt;
+    const Qt::KeyboardModifiers qtModifiers = key.keyboardModifiers();
+    quint32 modifiers = 0;
+    if (qtModifiers & Qt::ShiftModifier)
+        modifiers |= Shortcut::Shift;
+    if (qtModifiers & Qt::ControlModifier)
+        modifiers |= Shortcut::Control;
+    if (qtModifiers & Qt::AltModifier)
+        modifiers |= Shortcut::Option;
+    if (qtModifiers & Qt::MetaModifier)
+        modifiers |= Shortcut::Command;
+    // Stored codes are the Mac numbering, which ends below 128.
+    for (quint16 keyCode = 0; keyCode < 128; ++keyCode) {
+        const auto typed = qtKeyOf(keysym(keyCode, layout));
+        if (typed && *typed == key.key())
+            return Shortcut(keyCode, modifiers);
+    }
+    return std::nullopt;
+}
+
 std::optional<QString> ShortcutNotation::portalTrigger(const Shortcut &shortcut,
                                                        const KeyboardLayout *layout)
 {

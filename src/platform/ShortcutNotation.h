@@ -24,6 +24,11 @@ public:
     // Qt's key combination, as KDE's global shortcut service stores it.
     [[nodiscard]] static std::optional<QKeyCombination> qtKey(const Shortcut &shortcut,
                                                               const KeyboardLayout *layout);
+    // Back from Qt's key combination: the key that types that key in `layout` without
+    // modifiers, the lowest stored code when several do (the main row before the keypad).
+    // Null when no key does.
+    [[nodiscard]] static std::optional<Shortcut> fromQtKey(QKeyCombination key,
+                                                           const KeyboardLayout *layout);
     // The freedesktop shortcut notation of the GlobalShortcuts portal: "ALT+n", "CTRL+Tab",
     // "LOGO+SHIFT+space".
     [[nodiscard]] static std::optional<QString> portalTrigger(const Shortcut &shortcut,

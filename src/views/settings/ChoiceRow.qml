@@ -1,9 +1,11 @@
+pragma ComponentBehavior: Bound
+
 import QtQuick
 import Tallowfern
 
 // A setting with a few named choices side by side; the one in force is lit.
 Item {
-    id: row
+    id: setting
 
     required property string title
     property string detail
@@ -21,8 +23,8 @@ Item {
         anchors.right: segments.left
         anchors.rightMargin: 10
         anchors.verticalCenter: parent.verticalCenter
-        title: row.title
-        detail: row.detail
+        title: setting.title
+        detail: setting.detail
     }
 
     Rectangle {
@@ -39,14 +41,14 @@ Item {
             anchors.centerIn: parent
 
             Repeater {
-                model: row.choices
+                model: setting.choices
 
                 Item {
                     id: segment
 
                     required property int index
                     required property string modelData
-                    readonly property bool selected: segment.index === row.current
+                    readonly property bool selected: segment.index === setting.current
 
                     objectName: "choice" + segment.index
                     implicitWidth: label.implicitWidth + 16
@@ -56,7 +58,7 @@ Item {
                     Accessible.name: segment.modelData
                     Accessible.checkable: true
                     Accessible.checked: segment.selected
-                    Accessible.onPressAction: row.chosen(segment.index)
+                    Accessible.onPressAction: setting.chosen(segment.index)
 
                     Rectangle {
                         anchors.fill: parent
@@ -76,7 +78,7 @@ Item {
                         cursorShape: Qt.PointingHandCursor
                     }
                     TapHandler {
-                        onTapped: row.chosen(segment.index)
+                        onTapped: setting.chosen(segment.index)
                     }
                 }
             }
