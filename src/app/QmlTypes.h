@@ -1,6 +1,7 @@
 #pragma once
 
 #include "notch/NotchModel.h"
+#include "notch/ShortcutSetup.h"
 
 #include <QtQml/qqml.h>
 
@@ -10,4 +11,11 @@ struct NotchModelForeign {
     QML_FOREIGN(NotchModel)
     QML_NAMED_ELEMENT(NotchModel)
     QML_UNCREATABLE("The panel's state is created by the application.")
+};
+
+struct ShortcutSetupForeign {
+    Q_GADGET
+    QML_FOREIGN(ShortcutSetup)
+    QML_NAMED_ELEMENT(ShortcutSetup)
+    QML_UNCREATABLE("The shortcut's setup comes with the panel.")
 };

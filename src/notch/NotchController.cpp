@@ -3,6 +3,7 @@
 #include "notch/NotchBehavior.h"
 #include "notch/NotchModel.h"
 #include "notch/SensorWindow.h"
+#include "notch/ShortcutSetup.h"
 #include "platform/DesktopOverlay.h"
 #include "platform/GlobalShortcut.h"
 #include "platform/PanelShell.h"
@@ -126,6 +127,7 @@ NotchController::NotchController(BoardStore *store, QQmlEngine *engine, const QU
     // The hot key follows the stored shortcut and is off while a shortcut is being recorded, so
     // that the keys reach the recorder.
     m_globalShortcut = GlobalShortcut::forSession(this);
+    m_model->setShortcutSetup(new ShortcutSetup(m_globalShortcut, m_store, this));
     connect(m_globalShortcut, &GlobalShortcut::activated, m_behavior,
             &NotchBehavior::toggleFromHotKey, Qt::QueuedConnection);
     if (m_store) {

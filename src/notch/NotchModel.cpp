@@ -123,3 +123,11 @@ void NotchModel::setTrayAvailable(bool available)
     m_trayAvailable = available;
     emit trayAvailableChanged();
 }
+
+void NotchModel::setShortcutSetup(ShortcutSetup *setup)
+{
+    if (m_shortcutSetup == setup)
+        return;
+    m_shortcutSetup = setup;
+    emit shortcutSetupChanged();
+}

@@ -1,6 +1,9 @@
 #pragma once
 
+#include "notch/ShortcutSetup.h"
+
 #include <QObject>
+#include <QPointer>
 #include <QSizeF>
 #include <QVariant>
 
@@ -22,6 +25,8 @@ class NotchModel : public QObject {
     Q_PROPERTY(int focusAddRequest READ focusAddRequest NOTIFY focusAddRequestChanged)
     Q_PROPERTY(QSizeF notchSize READ notchSize WRITE setNotchSize NOTIFY notchSizeChanged)
     Q_PROPERTY(QSizeF openSize READ openSizeValue CONSTANT)
+    // How the open shortcut reaches the program, for Settings; null until the controller has it.
+    Q_PROPERTY(ShortcutSetup *shortcutSetup READ shortcutSetup NOTIFY shortcutSetupChanged)
     // False where the desktop shows no tray icons: the panel then offers the tray menu's actions.
     Q_PROPERTY(
         bool trayAvailable READ trayAvailable WRITE setTrayAvailable NOTIFY trayAvailableChanged)
@@ -61,6 +66,8 @@ public:
     Q_INVOKABLE void requestAddFocus();
     [[nodiscard]] QSizeF notchSize() const { return m_notchSize; }
     void setNotchSize(QSizeF size);
+    [[nodiscard]] ShortcutSetup *shortcutSetup() const { return m_shortcutSetup; }
+    void setShortcutSetup(ShortcutSetup *setup);
     [[nodiscard]] bool trayAvailable() const { return m_trayAvailable; }
     void setTrayAvailable(bool available);
 
@@ -87,6 +94,7 @@ signals:
     void focusAddRequestChanged();
     void notchSizeChanged();
     void trayAvailableChanged();
+    void shortcutSetupChanged();
 
 private:
     [[nodiscard]] QVariant recordingValue() const;
@@ -103,6 +111,7 @@ private:
     int m_focusAddRequest = 0;
     QSizeF m_notchSize = defaultNotchSize;
     bool m_trayAvailable = true;
+    QPointer<ShortcutSetup> m_shortcutSetup;
     std::function<void()> m_closeRequested;
     std::function<void(bool)> m_openRequested;
 };

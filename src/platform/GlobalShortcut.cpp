@@ -1,9 +1,11 @@
 #include "GlobalShortcut.h"
 
 #include "platform/HotKey.h"
+#include "platform/KGlobalAccelShortcut.h"
 #include "platform/KeyboardLayout.h"
 #include "platform/PanelShell.h"
 #include "platform/PlatformLog.h"
+#include "platform/PortalShortcut.h"
 #include "platform/ShortcutNotation.h"
 
 using Status = GlobalShortcutBackend::Status;
@@ -30,7 +32,11 @@ GlobalShortcut::GlobalShortcut(const QList<GlobalShortcutBackend *> &backends,
 
 GlobalShortcut *GlobalShortcut::forSession(QObject *parent)
 {
-    QList<GlobalShortcutBackend *> backends;
+    // KDE's service first, on X11 too: Plasma's own settings then show and change the key.
+    QList<GlobalShortcutBackend *> backends{new KGlobalAccelShortcut()};
+    // The portal asks the user in a dialog; an X11 session has no need of it.
+    if (PanelShell::current() != PanelShell::Kind::X11)
+        backends.append(new PortalShortcut());
     GlobalShortcutBackend *partial = nullptr;
     if (PanelShell::current() != PanelShell::Kind::LayerShell) {
         auto *grab = new HotKey();

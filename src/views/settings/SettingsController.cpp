@@ -5,7 +5,9 @@
 #include "SettingsState.h"
 #include "notch/Shortcut.h"
 #include "platform/DesktopSession.h"
+#include "platform/KeyboardLayout.h"
 #include "platform/LaunchAtLogin.h"
+#include "platform/ShortcutNotation.h"
 #include "store/BoardStore.h"
 
 #include <QCoreApplication>
@@ -189,12 +191,15 @@ void SettingsController::setLaunchAtLogin(bool on)
 
 QString SettingsController::openShortcutLabel() const
 {
-    return m_store ? m_store->openShortcut().label() : QString();
+    return m_store ? ShortcutNotation::label(m_store->openShortcut(), KeyboardLayout::current())
+                   : QString();
 }
 
 QString SettingsController::switchTabShortcutLabel() const
 {
-    return m_store ? m_store->switchTabShortcut().label() : QString();
+    return m_store
+               ? ShortcutNotation::label(m_store->switchTabShortcut(), KeyboardLayout::current())
+               : QString();
 }
 
 bool SettingsController::recordingOpen() const

@@ -25,6 +25,7 @@ class SettingsController : public QObject {
     Q_PROPERTY(QString vaultText READ vaultText NOTIFY vaultTextChanged)
     Q_PROPERTY(FolderField *boardsField READ boardsField CONSTANT)
     Q_PROPERTY(FolderField *notesField READ notesField CONSTANT)
+    // As the desktop writes shortcuts: "Alt+N", "Ctrl+Tab".
     Q_PROPERTY(QString openShortcutLabel READ openShortcutLabel NOTIFY shortcutsChanged)
     Q_PROPERTY(QString switchTabShortcutLabel READ switchTabShortcutLabel NOTIFY shortcutsChanged)
     // Where the notch sits now: 0 left, 1 centre, 2 right (the desktop's choice until the user

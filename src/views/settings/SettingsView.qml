@@ -119,6 +119,11 @@ FocusScope {
                         recording: controller.recordingOpen
                         onToggle: controller.toggleRecording(NotchModel.Open)
                         onReset: controller.resetShortcut(NotchModel.Open)
+                        detail: view.model.shortcutSetup ? view.model.shortcutSetup.summary : ""
+                    }
+                    ShortcutAdvice {
+                        objectName: "shortcutAdvice"
+                        setup: view.model.shortcutSetup
                     }
                     RowDivider {}
                     ShortcutRow {

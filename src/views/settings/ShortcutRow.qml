@@ -11,6 +11,8 @@ Item {
     required property string label
     // The model is recording the keys of this row.
     required property bool recording
+    // How the shortcut reaches the program, under the title.
+    property string detail
 
     signal toggle()
     signal reset()
@@ -28,6 +30,7 @@ Item {
         anchors.rightMargin: 10
         anchors.verticalCenter: parent.verticalCenter
         title: row.title
+        detail: row.detail
     }
 
     Row {
@@ -75,7 +78,7 @@ Item {
                 id: tip
                 objectName: "toolTip"
                 target: capsule
-                text: row.recording ? "Press a key with ⌃, ⌥ or ⌘. Esc cancels." : "Click to change"
+                text: row.recording ? "Press a key with Ctrl, Alt or Super. Esc cancels." : "Click to change"
                 hovered: hover.hovered
             }
         }

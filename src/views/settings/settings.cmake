@@ -23,5 +23,6 @@ qt_target_qml_sources(tallowfern_core QML_FILES
     views/settings/ShortcutRow.qml
     views/settings/ToggleRow.qml
     views/settings/ChoiceRow.qml
+    views/settings/ShortcutAdvice.qml
     views/settings/NotchSwitch.qml
 )

@@ -1,0 +1,115 @@
+import QtQuick
+import Tallowfern
+
+// Under the open shortcut's row: why the key does not work everywhere, and what lets the desktop
+// deliver it anyway — a GNOME shortcut added on request, or a line for the compositor's
+// configuration with a button that copies it.
+Column {
+    id: advice
+
+    required property ShortcutSetup setup
+
+    readonly property bool gnome: advice.setup !== null
+                                  && advice.setup.advice === ShortcutSetup.Gnome
+    readonly property bool configLine: advice.setup !== null
+                                       && advice.setup.advice === ShortcutSetup.ConfigLine
+
+    width: parent ? parent.width : implicitWidth
+    spacing: 6
+    bottomPadding: visible ? 8 : 0
+    visible: problem.visible || advice.gnome || advice.configLine
+
+    Text {
+        id: problem
+        objectName: "shortcutProblem"
+        width: advice.width
+        visible: advice.setup !== null && advice.setup.problem !== ""
+        text: advice.setup ? advice.setup.problem : ""
+        color: Theme.warning
+        font.pixelSize: 10
+        wrapMode: Text.Wrap
+
+        Accessible.role: Accessible.AlertMessage
+        Accessible.name: text
+    }
+
+    Row {
+        objectName: "gnomeShortcut"
+        visible: advice.gnome
+        spacing: 8
+
+        Text {
+            anchors.verticalCenter: parent.verticalCenter
+            width: advice.width - gnomeButton.width - 8
+            text: advice.setup && advice.setup.gnomeShortcutAdded
+                  ? "Added to GNOME's keyboard shortcuts."
+                  : "GNOME can run Tallowfern on this key from any application."
+            color: Theme.secondary
+            font.pixelSize: 10
+            wrapMode: Text.Wrap
+        }
+        SmallButton {
+            id: gnomeButton
+            objectName: "gnomeShortcutButton"
+            anchors.verticalCenter: parent.verticalCenter
+            title: advice.setup && advice.setup.gnomeShortcutAdded ? "Remove" : "Add to GNOME"
+            onClicked: {
+                if (advice.setup.gnomeShortcutAdded)
+                    advice.setup.removeGnomeShortcut()
+                else
+                    advice.setup.addGnomeShortcut()
+            }
+        }
+    }
+
+    Column {
+        objectName: "configLine"
+        visible: advice.configLine
+        width: advice.width
+        spacing: 4
+
+        Text {
+            width: parent.width
+            text: advice.setup ? advice.setup.configHint : ""
+            color: Theme.secondary
+            font.pixelSize: 10
+            wrapMode: Text.Wrap
+        }
+        Row {
+            spacing: 6
+
+            Rectangle {
+                width: advice.width - copyButton.width - 6
+                height: line.implicitHeight + 10
+                radius: 7
+                color: Theme.surface
+
+                // Selectable, for desktops where another program's clipboard is out of reach.
+                TextEdit {
+                    id: line
+                    objectName: "configLineText"
+                    x: 8
+                    width: parent.width - 16
+                    anchors.verticalCenter: parent.verticalCenter
+                    text: advice.setup ? advice.setup.configLine : ""
+                    readOnly: true
+                    selectByMouse: true
+                    color: Theme.text
+                    font.family: "monospace"
+                    font.pixelSize: 10
+                    wrapMode: TextEdit.WrapAnywhere
+
+                    Accessible.role: Accessible.StaticText
+                    Accessible.name: text
+                }
+            }
+            SmallButton {
+                id: copyButton
+                objectName: "copyConfigLineButton"
+                anchors.verticalCenter: parent.verticalCenter
+                title: "Copy"
+                onClicked: advice.setup.copyConfigLine()
+            }
+        }
+    }
+}
