@@ -32,7 +32,32 @@ private slots:
             QFAIL("needs an X server: run under Xvfb (tools/dev test does)");
         QVERIFY(bus.registerObject(u"/StatusNotifierWatcher"_qs, &m_watcher,
                                    QDBusConnection::ExportAllContents));
+    }
+
+    // A desktop without a tray, whose panel comes up after the app: the app says so and, once
+    // the tray is there, puts its icon in it.
+    void trayThatComesLater()
+    {
+        Scratch scratch;
+        QProcess app;
+        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+        environment.insert(u"QT_QPA_PLATFORM"_qs, u"xcb"_qs);
+        app.setProcessEnvironment(environment);
+        app.start(QStringLiteral(TALLOWFERN_BINARY), {});
+        QVERIFY(app.waitForStarted(10000));
+        QByteArray err;
+        QTRY_VERIFY_WITH_TIMEOUT((err += app.readAllStandardError()).contains("no tray"), 15000);
+        QVERIFY(m_watcher.itemService.isEmpty());
+
+        QDBusConnection bus = QDBusConnection::sessionBus();
         QVERIFY(bus.registerService(u"org.kde.StatusNotifierWatcher"_qs));
+        emit m_watcher.StatusNotifierHostRegistered();
+        QTRY_VERIFY_WITH_TIMEOUT(!m_watcher.itemService.isEmpty(), 15000);
+        QTRY_VERIFY_WITH_TIMEOUT(menu().size() >= 8, 10000);
+        click(find(menu(), u"Quit Tallowfern"_qs).id);
+        QVERIFY(app.waitForFinished(10000));
+        QCOMPARE(app.exitCode(), 0);
+        m_watcher.itemService.clear();
     }
 
     void menuItemsAndQuit()
@@ -43,6 +68,9 @@ private slots:
         environment.insert(u"QT_QPA_PLATFORM"_qs, u"xcb"_qs);
         app.setProcessEnvironment(environment);
         app.setProcessChannelMode(QProcess::ForwardedChannels);
+        QDBusConnection bus = QDBusConnection::sessionBus();
+        if (!bus.interface()->isServiceRegistered(u"org.kde.StatusNotifierWatcher"_qs))
+            QVERIFY(bus.registerService(u"org.kde.StatusNotifierWatcher"_qs));
         app.start(QStringLiteral(TALLOWFERN_BINARY), {});
         QVERIFY(app.waitForStarted(10000));
         QTRY_VERIFY_WITH_TIMEOUT(!m_watcher.itemService.isEmpty(), 15000);

@@ -4,11 +4,10 @@
 #include "notch/NotchBehavior.h"
 #include "platform/FileRevealer.h"
 #include "platform/LaunchAtLogin.h"
+#include "platform/TrayHost.h"
 #include "store/BoardStore.h"
 
 #include <QApplication>
-#include <QDBusConnection>
-#include <QDBusServiceWatcher>
 #include <QFileDialog>
 #include <QMenu>
 #include <QMessageBox>
@@ -18,8 +17,7 @@
 
 TrayIcon::TrayIcon(BoardStore *store, NotchBehavior *behavior, FileRevealer *revealer,
                    QObject *parent)
-    : QObject(parent), m_store(store), m_behavior(behavior), m_revealer(revealer),
-      m_menu(new QMenu), m_tray(new QSystemTrayIcon(this))
+    : QObject(parent), m_store(store), m_behavior(behavior), m_revealer(revealer), m_menu(new QMenu)
 {
     m_menu->addAction(u"Open Tallowfern"_qs, this, [this] { m_behavior->open(true); });
     m_menu->addAction(u"Open Today's Board in Obsidian"_qs, this,
@@ -37,29 +35,12 @@ TrayIcon::TrayIcon(BoardStore *store, NotchBehavior *behavior, FileRevealer *rev
     connect(m_menu, &QMenu::aboutToShow, this, &TrayIcon::refreshLoginMark);
     refreshLoginMark();
 
-    m_tray->setIcon(icon());
-    m_tray->setToolTip(u"Tallowfern"_qs);
-    m_tray->setContextMenu(m_menu);
-    connect(m_tray, &QSystemTrayIcon::activated, this,
-            [this](QSystemTrayIcon::ActivationReason why) {
-                if (why == QSystemTrayIcon::Trigger)
-                    m_behavior->toggleFromHotKey();
-            });
-    m_tray->show();
-
-    // Tray hosts announce themselves through the StatusNotifierWatcher: follow it, and the
-    // watcher itself coming and going, rather than asking over and over.
-    QDBusConnection bus = QDBusConnection::sessionBus();
-    const QString watcher = u"org.kde.StatusNotifierWatcher"_qs;
-    auto *services =
-        new QDBusServiceWatcher(watcher, bus, QDBusServiceWatcher::WatchForOwnerChange, this);
-    connect(services, &QDBusServiceWatcher::serviceOwnerChanged, this,
-            &TrayIcon::refreshAvailability);
-    for (const char *signal : {"StatusNotifierHostRegistered", "StatusNotifierHostUnregistered"})
-        bus.connect(watcher, u"/StatusNotifierWatcher"_qs, watcher, QString::fromLatin1(signal),
-                    this, SLOT(refreshAvailability()));
-    m_available = QSystemTrayIcon::isSystemTrayAvailable();
-    if (!m_available)
+    m_host = new TrayHost(this);
+    connect(m_host, &TrayHost::presentChanged, this, &TrayIcon::refreshAvailability);
+    m_available = m_host->isPresent();
+    if (m_available)
+        showIcon();
+    else
         qCWarning(lcApp, "no tray on this desktop: Quit and the tray menu's other actions are "
                          "in the panel's Settings");
 }
@@ -111,17 +92,33 @@ QIcon TrayIcon::icon()
 
 void TrayIcon::refreshAvailability()
 {
-    const bool available = QSystemTrayIcon::isSystemTrayAvailable();
+    m_host->refresh();
+    const bool available = m_host->isPresent();
     if (available == m_available)
         return;
     m_available = available;
-    qCInfo(lcApp, available ? "a tray appeared" : "the tray went away");
-    if (available) {
-        // Registered afresh with the host that can show it now.
-        m_tray->hide();
-        m_tray->show();
-    }
+    qCInfo(lcApp, available ? "a tray appeared: the icon is in it" : "the tray went away");
+    if (available)
+        showIcon();
     emit availableChanged();
+}
+
+void TrayIcon::showIcon()
+{
+    // Made only once a host is there: Qt settles on its kind of tray when the first icon is
+    // made, and would otherwise never use one that comes later.
+    if (m_tray)
+        return;
+    m_tray = new QSystemTrayIcon(this);
+    m_tray->setIcon(icon());
+    m_tray->setToolTip(u"Tallowfern"_qs);
+    m_tray->setContextMenu(m_menu);
+    connect(m_tray, &QSystemTrayIcon::activated, this,
+            [this](QSystemTrayIcon::ActivationReason why) {
+                if (why == QSystemTrayIcon::Trigger)
+                    m_behavior->toggleFromHotKey();
+            });
+    m_tray->show();
 }
 
 void TrayIcon::chooseVault()

@@ -9,6 +9,7 @@ class NotchBehavior;
 class QAction;
 class QMenu;
 class QSystemTrayIcon;
+class TrayHost;
 
 // The tray icon and its menu: the way to reach the panel's files, the vault, launch at login,
 // and the only way to quit.
@@ -26,8 +27,8 @@ public:
     [[nodiscard]] static QIcon icon();
 
     [[nodiscard]] QMenu *menu() const { return m_menu; }
-    // A tray host shows the icon. Desktops without one (GNOME without an extension, or a panel
-    // that starts after us) leave it invisible.
+    // A tray host shows the icon. Desktops without one (GNOME without an extension) have none;
+    // a panel that starts after the app gets the icon once it is there.
     [[nodiscard]] bool isAvailable() const { return m_available; }
 
 public slots:
@@ -47,6 +48,9 @@ private:
     FileRevealer *m_revealer;
     QMenu *m_menu;
     QAction *m_login;
-    QSystemTrayIcon *m_tray;
+    void showIcon();
+
+    TrayHost *m_host = nullptr;
+    QSystemTrayIcon *m_tray = nullptr;
     bool m_available = false;
 };
