@@ -1,6 +1,7 @@
 #include "Main.h"
 
 #include "AppDelegate.h"
+#include "AppLog.h"
 #include "RemoteControl.h"
 #include "RunningInstance.h"
 #include "SelfTest.h"
@@ -193,8 +194,16 @@ int Main::exec(int argc, char **argv, const std::function<bool()> &selfTest)
     RemoteControl remote(delegate.controller()->behavior(), delegate.controller()->model(),
                          delegate.store());
     // Another start may have won the name while this one was setting up.
-    if (remote.publish(bus) == RemoteControl::Claim::Taken)
+    switch (remote.publish(bus)) {
+    case RemoteControl::Claim::Taken:
         return handOver(bus, handOverMethod);
+    case RemoteControl::Claim::NoBus:
+        qCWarning(lcApp, "not on the session bus: the command line, desktop shortcuts and "
+                         "desktop-entry actions cannot reach this Tallowfern");
+        break;
+    case RemoteControl::Claim::Owned:
+        break;
+    }
     if (choice.mode == Mode::NewTask)
         // Once the event loop runs, as if the call had come over the bus.
         QTimer::singleShot(0, &remote, &RemoteControl::NewTask);

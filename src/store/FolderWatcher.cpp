@@ -1,7 +1,7 @@
 #include "FolderWatcher.h"
 
 #include "platform/InotifyReader.h"
-
+#include "store/StoreLog.h"
 #include "store/TextFile.h"
 
 #include <QFile>
@@ -44,6 +44,7 @@ struct FolderWatcher::Private {
     QSocketNotifier *notifier = nullptr;
     QTimer gatherTimer;
     bool gathered = false; // something changed since the last call
+    bool limitReported = false;
 
     // Returns whether the tree had entries, which may have appeared before their folder was
     // watched and so count as a change.
@@ -69,8 +70,20 @@ bool FolderWatcher::Private::addTree(const QByteArray &top, bool isRoot)
         if (atRoot)
             rootWatch = wd;
         first = false;
-        if (wd < 0)
+        if (wd < 0) {
+            const int error = errno;
+            if (error == ENOSPC && !limitReported) {
+                limitReported = true;
+                qCWarning(lcStore,
+                          "the system's limit of folder watches is reached "
+                          "(fs.inotify.max_user_watches): changes in %s and other folders are "
+                          "not seen",
+                          folder.constData());
+            } else if (error != ENOSPC && atRoot) {
+                qCWarning(lcStore, "cannot watch %s: %s", folder.constData(), std::strerror(error));
+            }
             continue;
+        }
         folders.insert(wd, folder);
 
         DIR *dir = ::opendir(folder.constData());
@@ -114,9 +127,12 @@ bool FolderWatcher::Private::readEvents()
             return;
         }
         if (event.mask & IN_IGNORED) {
-            folders.remove(event.wd);
-            if (event.wd == rootWatch)
+            if (event.wd == rootWatch) {
+                qCWarning(lcStore, "%s is gone: its changes are no longer seen",
+                          folders.value(event.wd).constData());
                 rootWatch = -1;
+            }
+            folders.remove(event.wd);
             return;
         }
         const auto folder = folders.constFind(event.wd);
@@ -139,6 +155,8 @@ bool FolderWatcher::Private::readEvents()
                 forgetTree(path);
         }
     });
+    if (overflowed)
+        qCDebug(lcStore, "too many changes at once: looking at the whole folder again");
     if (overflowed && rootWatch >= 0) {
         // Lost events may include new folders: look at the whole tree again.
         const QByteArray root = folders.value(rootWatch);
@@ -169,8 +187,11 @@ FolderWatcher::FolderWatcher(const QString &path, std::function<void()> onChange
     if (path.isEmpty())
         return;
     d->fd = ::inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
-    if (d->fd < 0)
+    if (d->fd < 0) {
+        qCWarning(lcStore, "cannot watch %s for changes: %s", qPrintable(path),
+                  std::strerror(errno));
         return;
+    }
     QByteArray root = QFile::encodeName(path);
     while (root.size() > 1 && root.endsWith('/'))
         root.chop(1);
