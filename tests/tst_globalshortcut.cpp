@@ -152,6 +152,21 @@ private slots:
         QCOMPARE(shortcut.current(), grab);
     }
 
+    void preferredMechanismThatComesLaterTakesOver()
+    {
+        auto *kde = new FakeBackend(u"kde"_qs, Status::Unavailable);
+        auto *grab = new FakeBackend(u"grab"_qs, Status::Bound);
+        GlobalShortcut shortcut({kde, grab});
+        QSignalSpy activated(&shortcut, &GlobalShortcut::activated);
+        shortcut.bind(Shortcut::defaultOpen());
+        QCOMPARE(shortcut.current(), grab);
+        kde->answer(Status::Bound); // the service started and took the key on its own
+        QCOMPARE(shortcut.current(), kde);
+        QCOMPARE(grab->status(), Status::Unbound);
+        kde->press();
+        QCOMPARE(activated.count(), 1);
+    }
+
     void unbindGivesTheKeyBack()
     {
         auto *grab = new FakeBackend(u"grab"_qs, Status::Bound);

@@ -286,13 +286,14 @@ void TestNotchController::escapeClosesPinnedPanel()
 void TestNotchController::hotKeyFollowsRecording()
 {
     GlobalShortcut *shortcut = m_controller->globalShortcut();
-    QVERIFY(shortcut->current());
+    // KDE's shortcut service is asked first, over the bus; without it the grab takes the key.
+    QTRY_VERIFY(shortcut->current());
     QCOMPARE(shortcut->current()->name(), u"X11 key grab"_qs);
     QVERIFY(shortcut->reachesEveryWindow());
     m_controller->model()->setRecording(NotchModel::ShortcutTarget::Open);
     QVERIFY(!shortcut->current());
     m_controller->model()->setRecording(std::nullopt);
-    QVERIFY(shortcut->current());
+    QTRY_VERIFY(shortcut->current());
 
     QVERIFY(xdotool({u"key"_qs, u"alt+n"_qs}));
     QTRY_VERIFY_WITH_TIMEOUT(m_controller->model()->isOpen(), 2000);

@@ -116,6 +116,13 @@ void GlobalShortcut::backendChanged(GlobalShortcutBackend *backend)
     if (m_asking || !m_wanted)
         return;
     const qsizetype index = m_backends.indexOf(backend);
+    // A preferred mechanism that turned up later (a shortcut service started after the app)
+    // takes over from the one holding the key.
+    if (index < m_index && backend->status() == Status::Bound) {
+        m_index = index;
+        settle();
+        return;
+    }
     if (index != m_index)
         return;
     switch (backend->status()) {

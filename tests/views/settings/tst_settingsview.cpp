@@ -132,6 +132,40 @@ class TestSettingsView : public QObject {
     }
 
 private slots:
+    // Left, centre, right: the lit choice is the one in force, and a click stores it.
+    void notchPositionRow()
+    {
+        start();
+        QQuickItem *left = in(u"notchPositionRow"_qs, u"choice0"_qs);
+        QQuickItem *right = in(u"notchPositionRow"_qs, u"choice2"_qs);
+        QVERIFY(left && right);
+        click(right);
+        QCOMPARE(m_store->notchPosition(), BoardStore::NotchPosition::Right);
+        QVERIFY(attached(right, "Accessible.checked").toBool());
+        QVERIFY(!attached(left, "Accessible.checked").toBool());
+        click(left);
+        QCOMPARE(m_store->notchPosition(), BoardStore::NotchPosition::Left);
+        QVERIFY(attached(left, "Accessible.checked").toBool());
+    }
+
+    // Without a tray the tab offers the tray menu's actions.
+    void trayActionsWithoutATray()
+    {
+        start();
+        QQuickItem *actions = item(u"appActions"_qs);
+        QVERIFY(actions);
+        QVERIFY(!shown(actions));
+        m_model->setTrayAvailable(false);
+        QTRY_VERIFY(shown(actions));
+        QVERIFY(in(u"appActions"_qs, u"quitButton"_qs));
+        QVERIFY(in(u"appActions"_qs, u"showBoardsButton"_qs));
+        click(in(u"appActions"_qs, u"openInObsidianButton"_qs));
+        QCOMPARE(m_launcher.opened.size(), 1);
+        QVERIFY(m_launcher.opened.constFirst().startsWith("obsidian://"));
+        m_model->setTrayAvailable(true);
+        QTRY_VERIFY(!shown(actions));
+    }
+
     void init()
     {
         m_scratch = std::make_unique<Scratch>();
