@@ -65,8 +65,8 @@ NotchBehavior::Geometry NotchBehavior::geometryFor(const QRectF &screen, const Q
         centre = screen.right() - screen.width() / 4;
     // The open panel, which shares the notch's centre, stays on the screen.
     if (screen.width() >= open.width())
-        centre = std::clamp(centre, screen.left() + open.width() / 2,
-                            screen.right() - open.width() / 2);
+        centre =
+            std::clamp(centre, screen.left() + open.width() / 2, screen.right() - open.width() / 2);
     g.panel = QRectF(centre - open.width() / 2 - shadowPad, screen.top(),
                      open.width() + 2 * shadowPad, open.height() + shadowPad);
     g.openArea = QRectF(centre - open.width() / 2, screen.top(), open.width(), open.height())

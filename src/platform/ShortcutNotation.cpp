@@ -54,6 +54,26 @@ QString keysymName(xkb_keysym_t sym)
     return size > 0 ? QString::fromLatin1(name, size) : QString();
 }
 
+struct ModifierName {
+    Shortcut::Modifier modifier;
+    QStringView name;
+};
+
+// The modifiers' names in the notation's order, then the key's keysym name.
+std::optional<QString> written(const Shortcut &shortcut, const KeyboardLayout *layout,
+                               std::initializer_list<ModifierName> names)
+{
+    const QString key = keysymName(ShortcutNotation::keysym(shortcut.keyCode(), layout));
+    if (key.isEmpty())
+        return std::nullopt;
+    QString text;
+    for (const ModifierName &each : names) {
+        if (shortcut.modifiers() & each.modifier)
+            text += each.name;
+    }
+    return text + key;
+}
+
 } // namespace
 
 quint32 ShortcutNotation::keysym(quint16 keyCode, const KeyboardLayout *layout)
@@ -125,56 +145,29 @@ std::optional<Shortcut> ShortcutNotation::fromQtKey(QKeyCombination key,
 std::optional<QString> ShortcutNotation::portalTrigger(const Shortcut &shortcut,
                                                        const KeyboardLayout *layout)
 {
-    const QString key = keysymName(keysym(shortcut.keyCode(), layout));
-    if (key.isEmpty())
-        return std::nullopt;
-    QString text;
-    const quint32 modifiers = shortcut.modifiers();
-    if (modifiers & Shortcut::Control)
-        text += u"CTRL+"_qs;
-    if (modifiers & Shortcut::Option)
-        text += u"ALT+"_qs;
-    if (modifiers & Shortcut::Shift)
-        text += u"SHIFT+"_qs;
-    if (modifiers & Shortcut::Command)
-        text += u"LOGO+"_qs;
-    return text + key;
+    return written(shortcut, layout,
+                   {{Shortcut::Control, u"CTRL+"},
+                    {Shortcut::Option, u"ALT+"},
+                    {Shortcut::Shift, u"SHIFT+"},
+                    {Shortcut::Command, u"LOGO+"}});
 }
 
 std::optional<QString> ShortcutNotation::gtkAccelerator(const Shortcut &shortcut,
                                                         const KeyboardLayout *layout)
 {
-    const QString key = keysymName(keysym(shortcut.keyCode(), layout));
-    if (key.isEmpty())
-        return std::nullopt;
-    QString text;
-    const quint32 modifiers = shortcut.modifiers();
-    if (modifiers & Shortcut::Control)
-        text += u"<Control>"_qs;
-    if (modifiers & Shortcut::Option)
-        text += u"<Alt>"_qs;
-    if (modifiers & Shortcut::Shift)
-        text += u"<Shift>"_qs;
-    if (modifiers & Shortcut::Command)
-        text += u"<Super>"_qs;
-    return text + key;
+    return written(shortcut, layout,
+                   {{Shortcut::Control, u"<Control>"},
+                    {Shortcut::Option, u"<Alt>"},
+                    {Shortcut::Shift, u"<Shift>"},
+                    {Shortcut::Command, u"<Super>"}});
 }
 
 std::optional<QString> ShortcutNotation::swayKeys(const Shortcut &shortcut,
                                                   const KeyboardLayout *layout)
 {
-    const QString key = keysymName(keysym(shortcut.keyCode(), layout));
-    if (key.isEmpty())
-        return std::nullopt;
-    QString text;
-    const quint32 modifiers = shortcut.modifiers();
-    if (modifiers & Shortcut::Command)
-        text += u"Mod4+"_qs;
-    if (modifiers & Shortcut::Control)
-        text += u"Ctrl+"_qs;
-    if (modifiers & Shortcut::Option)
-        text += u"Mod1+"_qs;
-    if (modifiers & Shortcut::Shift)
-        text += u"Shift+"_qs;
-    return text + key;
+    return written(shortcut, layout,
+                   {{Shortcut::Command, u"Mod4+"},
+                    {Shortcut::Control, u"Ctrl+"},
+                    {Shortcut::Option, u"Mod1+"},
+                    {Shortcut::Shift, u"Shift+"}});
 }
