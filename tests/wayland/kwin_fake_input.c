@@ -82,16 +82,16 @@ int main(void)
             if (fake_input_version < 3)
                 error = "absolute motion needs version 3";
             else
-                org_kde_kwin_fake_input_pointer_motion_absolute(
-                    fake_input, wl_fixed_from_double(a), wl_fixed_from_double(b));
+                org_kde_kwin_fake_input_pointer_motion_absolute(fake_input, wl_fixed_from_double(a),
+                                                                wl_fixed_from_double(b));
         } else if (strcmp(command, "motion") == 0 && sscanf(line, "%*s %lf %lf", &a, &b) == 2) {
             org_kde_kwin_fake_input_pointer_motion(fake_input, wl_fixed_from_double(a),
                                                    wl_fixed_from_double(b));
-        } else if (strcmp(command, "button") == 0
-                   && sscanf(line, "%*s %lf %31s", &a, word) == 2 && parse_state(word, &state)) {
+        } else if (strcmp(command, "button") == 0 && sscanf(line, "%*s %lf %31s", &a, word) == 2 &&
+                   parse_state(word, &state)) {
             org_kde_kwin_fake_input_button(fake_input, (uint32_t)a, state);
-        } else if (strcmp(command, "key") == 0
-                   && sscanf(line, "%*s %lf %31s", &a, word) == 2 && parse_state(word, &state)) {
+        } else if (strcmp(command, "key") == 0 && sscanf(line, "%*s %lf %31s", &a, word) == 2 &&
+                   parse_state(word, &state)) {
             if (fake_input_version < 4)
                 error = "keys need version 4";
             else
