@@ -33,10 +33,10 @@ AppDelegate::AppDelegate(QObject *parent)
     model->setTrayAvailable(m_tray->isAvailable());
     connect(m_tray, &TrayIcon::availableChanged, model,
             [this, model] { model->setTrayAvailable(m_tray->isAvailable()); });
-    // An XEmbed tray that came up later announces itself on no bus: look again when the panel
-    // opens, which is when the answer shows.
+    // An XEmbed tray that came up later announces itself on no bus: while there is none, look
+    // again when the panel opens, which is when the answer shows.
     connect(model, &NotchModel::isOpenChanged, m_tray, [this, model] {
-        if (model->isOpen())
+        if (model->isOpen() && !m_tray->isAvailable())
             m_tray->refreshAvailability();
     });
 

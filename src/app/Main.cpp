@@ -15,6 +15,7 @@
 #include <QQuickWindow>
 #include <QTimer>
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 
@@ -23,13 +24,16 @@ namespace {
 struct Command {
     QStringView option;
     Main::Mode mode;
+    QStringView method; // on the running app's bus interface
 };
 
 // The commands for the running app, in the order --help lists them.
 constexpr std::array commands{
-    Command{u"--toggle", Main::Mode::Toggle}, Command{u"--open", Main::Mode::Open},
-    Command{u"--close", Main::Mode::Close},   Command{u"--add-task", Main::Mode::AddTask},
-    Command{u"--quit", Main::Mode::Quit},
+    Command{u"--toggle", Main::Mode::Toggle, u"Toggle"},
+    Command{u"--open", Main::Mode::Open, u"Open"},
+    Command{u"--close", Main::Mode::Close, u"Close"},
+    Command{u"--add-task", Main::Mode::AddTask, u"AddTask"},
+    Command{u"--quit", Main::Mode::Quit, u"Quit"},
 };
 
 // The exit status of a start that found Tallowfern already running.
@@ -47,30 +51,15 @@ int handOver(const QDBusConnection &bus, const QString &method)
 // status tells whether it was done, and stderr gets one line saying why not.
 int command(const Main::Choice &choice)
 {
-    QString method;
-    QVariantList arguments;
-    switch (choice.mode) {
-    case Main::Mode::Open:
-        method = u"Open"_qs;
-        break;
-    case Main::Mode::Close:
-        method = u"Close"_qs;
-        break;
-    case Main::Mode::Toggle:
-        method = u"Toggle"_qs;
-        break;
-    case Main::Mode::Quit:
-        method = u"Quit"_qs;
-        break;
-    case Main::Mode::AddTask:
-        method = u"AddTask"_qs;
-        arguments = {choice.taskText};
-        break;
-    default:
+    const auto command = std::find_if(commands.begin(), commands.end(), [&](const Command &each) {
+        return each.mode == choice.mode;
+    });
+    if (command == commands.end())
         return 1;
-    }
+    const QVariantList arguments =
+        choice.mode == Main::Mode::AddTask ? QVariantList{choice.taskText} : QVariantList();
     const RunningInstance::Answer answer =
-        RunningInstance::call(QDBusConnection::sessionBus(), method, arguments);
+        RunningInstance::call(QDBusConnection::sessionBus(), command->method.toString(), arguments);
     switch (answer.outcome) {
     case RunningInstance::Outcome::Done:
         return 0;

@@ -137,7 +137,7 @@ NotchController::NotchController(BoardStore *store, QQmlEngine *engine, const QU
         // Changed in the desktop's own shortcut settings: ours follow.
         connect(m_globalShortcut, &GlobalShortcut::shortcutChangedElsewhere, m_store,
                 [this](const Shortcut &shortcut) {
-                    if (shortcut.isUsable() && shortcut != m_store->openShortcut())
+                    if (shortcut.isUsable())
                         m_store->setOpenShortcut(shortcut);
                 });
     }

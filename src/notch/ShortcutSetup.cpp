@@ -137,6 +137,17 @@ bool ShortcutSetup::gnomeShortcutAdded() const
     return m_gnome && m_gnome->isInstalled();
 }
 
+QString ShortcutSetup::gnomeNote() const
+{
+    return gnomeShortcutAdded() ? u"Added to GNOME's keyboard shortcuts."_qs
+                                : u"GNOME can run Tallowfern on this key from any application."_qs;
+}
+
+QString ShortcutSetup::gnomeAction() const
+{
+    return gnomeShortcutAdded() ? u"Remove"_qs : u"Add to GNOME"_qs;
+}
+
 QString ShortcutSetup::configHint() const
 {
     switch (m_desktop) {
@@ -234,6 +245,14 @@ void ShortcutSetup::removeGnomeShortcut()
     if (error)
         qCWarning(lcShortcut, "could not remove the GNOME shortcut: %s", qPrintable(*error));
     emit changed();
+}
+
+void ShortcutSetup::toggleGnomeShortcut()
+{
+    if (gnomeShortcutAdded())
+        removeGnomeShortcut();
+    else
+        addGnomeShortcut();
 }
 
 void ShortcutSetup::copyConfigLine() const

@@ -21,6 +21,9 @@ class ShortcutSetup : public QObject {
     Q_PROPERTY(QString problem READ problem NOTIFY changed)
     Q_PROPERTY(Advice advice READ advice NOTIFY changed)
     Q_PROPERTY(bool gnomeShortcutAdded READ gnomeShortcutAdded NOTIFY changed)
+    // For Advice::Gnome: what the row says, and its button's title.
+    Q_PROPERTY(QString gnomeNote READ gnomeNote NOTIFY changed)
+    Q_PROPERTY(QString gnomeAction READ gnomeAction NOTIFY changed)
     // For Advice::ConfigLine: where the line goes, and the line.
     Q_PROPERTY(QString configHint READ configHint NOTIFY changed)
     Q_PROPERTY(QString configLine READ configLine NOTIFY changed)
@@ -47,6 +50,8 @@ public:
     [[nodiscard]] QString problem() const;
     [[nodiscard]] Advice advice() const;
     [[nodiscard]] bool gnomeShortcutAdded() const;
+    [[nodiscard]] QString gnomeNote() const;
+    [[nodiscard]] QString gnomeAction() const;
     [[nodiscard]] QString configHint() const;
     [[nodiscard]] QString configLine() const;
 
@@ -59,6 +64,8 @@ public:
     // Only ever on the user's request.
     Q_INVOKABLE void addGnomeShortcut();
     Q_INVOKABLE void removeGnomeShortcut();
+    // The row's button: adds the GNOME shortcut, or removes the one added.
+    Q_INVOKABLE void toggleGnomeShortcut();
     Q_INVOKABLE void copyConfigLine() const;
 
 signals:

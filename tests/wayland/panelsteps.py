@@ -450,6 +450,24 @@ class PanelTest:
         """(name, step) pairs a compositor's test adds before the D-Bus step."""
         return []
 
+    def steps(self):
+        """(name, step) pairs run in order after the start."""
+        steps = [("shell_choice", self.step_shell_choice),
+                 ("placement", self.step_placement),
+                 ("keyboard_stays_beneath", self.step_keyboard_stays_beneath),
+                 ("clicks_pass_through", self.step_clicks_pass_through),
+                 ("hover_opens", self.step_hover_opens),
+                 ("flick_closes", self.step_flick_closes)]
+        if self.jump_is_seen:
+            steps.append(("jump_away_closes", self.step_jump_away_closes))
+        steps += [("exit_through_panel_closes", self.step_exit_through_panel_closes),
+                  ("toggle_types_task", self.step_toggle_types_task),
+                  ("click_outside_closes_pinned", self.step_click_outside_closes_pinned),
+                  ("escape_closes", self.step_escape_closes)]
+        steps += self.extra_steps()
+        steps += [("dbus", self.step_dbus), ("still_running", self.step_still_running)]
+        return steps
+
     # -- running ----------------------------------------------------------------------------
 
     def recover(self):
@@ -497,22 +515,8 @@ class PanelTest:
         self.session = waylandtest.Session(self.repo, self.artifacts, self.name)
         try:
             self.run_step("start", self.step_start, essential=True)
-            self.run_step("shell_choice", self.step_shell_choice)
-            self.run_step("placement", self.step_placement)
-            self.run_step("keyboard_stays_beneath", self.step_keyboard_stays_beneath)
-            self.run_step("clicks_pass_through", self.step_clicks_pass_through)
-            self.run_step("hover_opens", self.step_hover_opens)
-            self.run_step("flick_closes", self.step_flick_closes)
-            if self.jump_is_seen:
-                self.run_step("jump_away_closes", self.step_jump_away_closes)
-            self.run_step("exit_through_panel_closes", self.step_exit_through_panel_closes)
-            self.run_step("toggle_types_task", self.step_toggle_types_task)
-            self.run_step("click_outside_closes_pinned", self.step_click_outside_closes_pinned)
-            self.run_step("escape_closes", self.step_escape_closes)
-            for name, step in self.extra_steps():
+            for name, step in self.steps():
                 self.run_step(name, step)
-            self.run_step("dbus", self.step_dbus)
-            self.run_step("still_running", self.step_still_running)
         except Exception:
             pass
         finally:

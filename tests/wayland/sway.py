@@ -149,6 +149,10 @@ class Sway:
         self.vnc = wait_for(connect, "wayvnc to accept a connection")
         return self.vnc
 
+    def close(self):
+        if self.vnc:
+            self.vnc.close()
+
 
 class RfbClient:
     """Just enough of RFB 3.8 to send pointer and key events."""
@@ -214,6 +218,12 @@ class RfbClient:
     def release(self, button=BUTTON_LEFT):
         self.buttons &= ~button
         self._send(struct.pack(">BBHH", 5, self.buttons, *self.position))
+
+    def button(self, pressed, button=BUTTON_LEFT):
+        if pressed:
+            self.press(button)
+        else:
+            self.release(button)
 
     def click(self, x, y, button=BUTTON_LEFT):
         self.move(x, y)

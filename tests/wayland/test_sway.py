@@ -11,10 +11,8 @@ logs in ARTIFACTS_DIR, and the panel is put back closed before the next step run
 
 import json
 import os
-import shutil
 import sys
 import time
-import traceback
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 sys.path.insert(0, HERE)
@@ -24,7 +22,6 @@ import sway  # noqa: E402
 import waylandtest  # noqa: E402
 from waylandtest import StepFailed, is_black, is_grey, log, settle, wait_for  # noqa: E402
 
-REPO = os.path.dirname(os.path.dirname(HERE))
 STARTUP_DEADLINE = 40.0
 DEADLINE = 10.0
 
@@ -43,15 +40,17 @@ class SwayTest(panelsteps.PanelTest):
     """Shares the picture, state and recorder helpers of the other compositors' tests; sway's own
     steps drive input through VNC in X keysyms and bind Alt+N in sway itself."""
 
+    name = "sway"
+    shell_word = "layer-shell"
+
     def __init__(self, app, recorder, artifacts):
         super().__init__(app, recorder, artifacts)
         self.sway = None
-        self.vnc = None
 
     def focus_recorder(self):
         """A click on the window beneath, so that it has the keyboard as the window a user is
         working in would."""
-        self.vnc.click(*CLICK_TO_FOCUS)
+        self.input.click(*CLICK_TO_FOCUS)
         try:
             wait_for(self.recorder_has_keyboard, "the window beneath to have the keyboard", 3)
             return
@@ -82,12 +81,12 @@ class SwayTest(panelsteps.PanelTest):
         self.sway = sway.Sway(session).start()
         self.compositor = self.sway
         session.start_recorder(self.recorder_binary, env=self.sway.client_env())
-        self.vnc = self.sway.start_input()
-        self.vnc.move(*AWAY)
+        self.input = self.sway.start_input()
+        self.input.move(*AWAY)
         # Maximized and painted all over before the app comes.
         self.wait_pixels(NOTCH_INSIDE + NOTCH_OUTSIDE, is_grey, "the recorder to fill the screen",
                          STARTUP_DEADLINE)
-        self.vnc.click(*AWAY)  # the recorder has the keyboard, as the window a user works in
+        self.input.click(*AWAY)  # the recorder has the keyboard, as the window a user works in
         session.write_settings()
         session.write_board()
         session.start_app(self.app_binary, env=self.sway.client_env())
@@ -119,7 +118,7 @@ class SwayTest(panelsteps.PanelTest):
     def step_keyboard_stays_beneath(self):
         # Starting and showing the notch must not take the keyboard from the user's window.
         mark = self.recorder_mark()
-        self.vnc.type_text("ok")
+        self.input.type_text("ok")
         try:
             self.wait_recorder(mark, "key k")
         except StepFailed:
@@ -129,13 +128,13 @@ class SwayTest(panelsteps.PanelTest):
     def step_clicks_pass_through(self):
         for x, y in [(700, 200), (1200, 30)]:
             mark = self.recorder_mark()
-            self.vnc.click(x, y)
+            self.input.click(x, y)
             self.wait_recorder(mark, "press %d %d global %d %d" % (x, y, x, y))
             self.wait_recorder(mark, "release %d %d global %d %d" % (x, y, x, y))
         settle(lambda: self.session.is_open() is False, "the panel to stay closed", hold=0.5)
 
     def step_hover_opens(self):
-        self.vnc.move(*NOTCH_CENTRE)
+        self.input.move(*NOTCH_CENTRE)
         self.wait_open(True)
 
     def step_flick_closes(self):
@@ -143,22 +142,22 @@ class SwayTest(panelsteps.PanelTest):
         # panel, then away, with no pause between them.
         x, y = NOTCH_CENTRE
         for step in range(1, 6):
-            self.vnc.move(x, y + (AWAY[1] - y) * step // 5)
+            self.input.move(x, y + (AWAY[1] - y) * step // 5)
         self.wait_open(False)
 
     def step_jump_away_closes(self):
         # An absolute device (tablet, touch, remote desktop) moves the pointer in one jump: the
         # panel never sees the pointer over it, only the notch losing it.
-        self.vnc.move(*NOTCH_CENTRE)
+        self.input.move(*NOTCH_CENTRE)
         self.wait_open(True)
-        self.vnc.move(*AWAY)
+        self.input.move(*AWAY)
         self.wait_open(False)
 
     def open_with_alt_n(self, keyboard_deadline=DEADLINE):
         """Alt+N through sway's binding; returns whether the panel took the keyboard from the
         window beneath, or raises if that is required."""
         mark = self.recorder_mark()
-        self.vnc.chord(sway.KEY_ALT_L, ord("n"))
+        self.input.chord(sway.KEY_ALT_L, ord("n"))
         self.wait_open(True)
         self.wait_keyboard_taken(mark, keyboard_deadline)
         # The app puts the keyboard in the field 0.15 s after opening; keys sent before that
@@ -167,7 +166,7 @@ class SwayTest(panelsteps.PanelTest):
 
     def step_alt_n_types_task(self):
         self.focus_recorder()
-        self.vnc.move(*AWAY)
+        self.input.move(*AWAY)
         problems = []
         try:
             self.open_with_alt_n(keyboard_deadline=3)
@@ -176,8 +175,8 @@ class SwayTest(panelsteps.PanelTest):
                 raise
             problems.append(str(error))
         mark = self.recorder_mark()
-        self.vnc.type_text("Buy milk")
-        self.vnc.tap(sway.KEY_RETURN)
+        self.input.type_text("Buy milk")
+        self.input.tap(sway.KEY_RETURN)
         try:
             wait_for(lambda: "- [ ] Buy milk\n" in self.session.read_board(),
                      "'- [ ] Buy milk' in today's board", DEADLINE if not problems else 3)
@@ -195,19 +194,19 @@ class SwayTest(panelsteps.PanelTest):
     def step_escape_closes(self):
         if not self.session.is_open():
             self.focus_recorder()
-            self.vnc.move(*AWAY)
+            self.input.move(*AWAY)
             self.open_with_alt_n()
-        self.vnc.tap(sway.KEY_ESCAPE)
+        self.input.tap(sway.KEY_ESCAPE)
         self.wait_open(False)
 
     def step_click_outside_closes_pinned(self):
         self.focus_recorder()
-        self.vnc.move(*AWAY)
+        self.input.move(*AWAY)
         self.open_with_alt_n()
         settle(lambda: self.session.is_open(), "the pinned panel to stay open with the pointer "
                "away", hold=0.8)
         mark = self.recorder_mark()
-        self.vnc.click(300, 700)
+        self.input.click(300, 700)
         self.wait_open(False)
         reached = self.session.recorder_lines(mark, prefix="press")
         log("the click reached the window beneath: %s" % (reached or "no"))
@@ -242,90 +241,24 @@ class SwayTest(panelsteps.PanelTest):
 
     # -- running ----------------------------------------------------------------------------
 
-    def recover(self):
-        """Puts the panel back closed and the pointer away after a failed step."""
-        try:
-            if self.vnc:
-                self.vnc.release()
-                self.vnc.move(*AWAY)
-            if self.session.app_running() and self.session.app_on_bus():
-                if self.session.is_open():
-                    self.session.dbus_call("Close")
-                wait_for(lambda: self.session.is_open() is False, "the panel to close", 5)
-        except Exception as error:
-            log("could not put the panel back closed: %s" % error)
+    def save_diagnostics(self, name):
+        with open(os.path.join(self.artifacts, "failed-%s-tree.json" % name), "w") as handle:
+            json.dump(self.sway.tree(), handle, indent=1)
 
-    def save_failure(self, name):
-        try:
-            self.sway.screenshot(os.path.join(self.artifacts, "failed-%s.png" % name))
-        except Exception as error:
-            log("no screenshot: %s" % error)
-        try:
-            with open(os.path.join(self.artifacts, "failed-%s-tree.json" % name), "w") as f:
-                json.dump(self.sway.tree(), f, indent=1)
-        except Exception:
-            pass
-
-    def run_step(self, name, function, essential=False):
-        log("step %s" % name)
-        try:
-            function()
-        except Exception as error:
-            detail = str(error) if isinstance(error, StepFailed) else traceback.format_exc()
-            print("FAIL %s: %s" % (name, detail), flush=True)
-            self.results.append((name, False))
-            if self.sway:
-                self.save_failure(name)
-            if essential:
-                raise
-            self.recover()
-            return False
-        print("PASS %s" % name, flush=True)
-        self.results.append((name, True))
-        return True
-
-    def run(self):
-        self.session = waylandtest.Session(REPO, self.artifacts, "sway")
-        try:
-            self.run_step("start", self.step_start, essential=True)
-            self.run_step("shell_choice", self.step_shell_choice)
-            self.run_step("placement", self.step_placement)
-            self.run_step("keyboard_stays_beneath", self.step_keyboard_stays_beneath)
-            self.run_step("clicks_pass_through", self.step_clicks_pass_through)
-            self.run_step("hover_opens", self.step_hover_opens)
-            self.run_step("flick_closes", self.step_flick_closes)
-            self.run_step("jump_away_closes", self.step_jump_away_closes)
-            self.run_step("alt_n_types_task", self.step_alt_n_types_task)
-            self.run_step("escape_closes", self.step_escape_closes)
-            self.run_step("click_outside_closes_pinned", self.step_click_outside_closes_pinned)
-            self.run_step("dbus", self.step_dbus)
-            self.run_step("still_running", self.step_still_running)
-        except Exception:
-            pass
-        finally:
-            if self.vnc:
-                self.vnc.close()
-            self.session.close()
-        failed = [name for name, ok in self.results if not ok]
-        print("%d steps, %d failed%s; logs in %s" % (
-            len(self.results), len(failed), (": " + ", ".join(failed)) if failed else "",
-            self.artifacts), flush=True)
-        return 1 if failed else 0
-
-
-def main(argv):
-    if len(argv) < 3:
-        print(__doc__)
-        return 2
-    app, recorder = os.path.abspath(argv[1]), os.path.abspath(argv[2])
-    artifacts = os.path.abspath(argv[3] if len(argv) > 3 else "artifacts-tst_sway_e2e")
-    if os.geteuid() != 0:
-        print("SKIP: needs root to run the session as another user")
-        return 77
-    shutil.rmtree(artifacts, ignore_errors=True)
-    os.makedirs(artifacts)
-    return SwayTest(app, recorder, artifacts).run()
+    def steps(self):
+        return [("shell_choice", self.step_shell_choice),
+                ("placement", self.step_placement),
+                ("keyboard_stays_beneath", self.step_keyboard_stays_beneath),
+                ("clicks_pass_through", self.step_clicks_pass_through),
+                ("hover_opens", self.step_hover_opens),
+                ("flick_closes", self.step_flick_closes),
+                ("jump_away_closes", self.step_jump_away_closes),
+                ("alt_n_types_task", self.step_alt_n_types_task),
+                ("escape_closes", self.step_escape_closes),
+                ("click_outside_closes_pinned", self.step_click_outside_closes_pinned),
+                ("dbus", self.step_dbus),
+                ("still_running", self.step_still_running)]
 
 
 if __name__ == "__main__":
-    sys.exit(main(sys.argv))
+    sys.exit(panelsteps.main(sys.argv, SwayTest, __doc__))

@@ -41,9 +41,7 @@ Column {
         Text {
             anchors.verticalCenter: parent.verticalCenter
             width: advice.width - gnomeButton.width - 8
-            text: advice.setup && advice.setup.gnomeShortcutAdded
-                  ? "Added to GNOME's keyboard shortcuts."
-                  : "GNOME can run Tallowfern on this key from any application."
+            text: advice.setup ? advice.setup.gnomeNote : ""
             color: Theme.secondary
             font.pixelSize: 10
             wrapMode: Text.Wrap
@@ -52,13 +50,8 @@ Column {
             id: gnomeButton
             objectName: "gnomeShortcutButton"
             anchors.verticalCenter: parent.verticalCenter
-            title: advice.setup && advice.setup.gnomeShortcutAdded ? "Remove" : "Add to GNOME"
-            onClicked: {
-                if (advice.setup.gnomeShortcutAdded)
-                    advice.setup.removeGnomeShortcut()
-                else
-                    advice.setup.addGnomeShortcut()
-            }
+            title: advice.setup ? advice.setup.gnomeAction : ""
+            onClicked: advice.setup.toggleGnomeShortcut()
         }
     }
 
