@@ -8,6 +8,7 @@
 #include <QDBusMessage>
 #include <QDBusVariant>
 #include <QProcess>
+#include <QScopeGuard>
 #include <QTest>
 
 class TestTray : public QObject {
@@ -42,10 +43,17 @@ private slots:
         QProcess app;
         QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
         environment.insert(u"QT_QPA_PLATFORM"_qs, u"xcb"_qs);
+        environment.insert(u"QT_LOGGING_RULES"_qs,
+                           u"tallowfern.*.debug=true;qt.qpa.menu.debug=true"_qs);
         app.setProcessEnvironment(environment);
         app.start(QStringLiteral(TALLOWFERN_BINARY), {});
         QVERIFY(app.waitForStarted(10000));
         QByteArray err;
+        // What the app said, for a failure's diagnosis.
+        const auto dump = qScopeGuard([&] {
+            if (QTest::currentTestFailed())
+                qWarning().noquote() << err + app.readAllStandardError();
+        });
         QTRY_VERIFY_WITH_TIMEOUT((err += app.readAllStandardError()).contains("no tray"), 15000);
         QVERIFY(m_watcher.itemService.isEmpty());
 

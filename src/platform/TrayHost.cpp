@@ -26,8 +26,11 @@ TrayHost::TrayHost(QObject *parent) : QObject(parent)
     auto *services = new QDBusServiceWatcher(watcherService, bus,
                                              QDBusServiceWatcher::WatchForOwnerChange, this);
     connect(services, &QDBusServiceWatcher::serviceOwnerChanged, this, &TrayHost::refresh);
+    // From any sender: naming the watcher's service here would make QtDBus cache that name's
+    // owner, and Qt's own tray check, made right after a host appears, could then read the cache
+    // before the D-Bus thread has updated it and settle on "no tray" for good.
     for (const char *signal : {"StatusNotifierHostRegistered", "StatusNotifierHostUnregistered"})
-        bus.connect(watcherService, watcherPath, watcherService, QString::fromLatin1(signal), this,
+        bus.connect(QString(), watcherPath, watcherService, QString::fromLatin1(signal), this,
                     SLOT(refresh()));
     m_present = statusNotifierHost() || xembedTray();
 }
