@@ -575,7 +575,7 @@ private:
         FrameRecorder recorder(view.get());
         view->setInitialProperties({{u"model"_qs, QVariant::fromValue(&model)},
                                     {u"store"_qs, QVariant::fromValue(&store)}});
-        view->setSource(QUrl(u"qrc:/qt/qml/Tallowfern/views/board/BoardView.qml"_qs));
+        view->setSource(QUrl(u"qrc:/qt/qml/Tallowfern/board/BoardView.qml"_qs));
         if (!show(*view, recorder))
             return false;
 

@@ -402,7 +402,7 @@ private:
         m_engine.addImportPath(u"qrc:/qt/qml"_qs);
         IconProvider::install(&m_engine);
         m_component = std::make_unique<QQmlComponent>(
-            &m_engine, QUrl(u"qrc:/qt/qml/Tallowfern/views/notes/NotesView.qml"_qs));
+            &m_engine, QUrl(u"qrc:/qt/qml/Tallowfern/notes/NotesView.qml"_qs));
         if (!m_component->isReady()) {
             std::fprintf(stderr, "NotesView.qml: %s\n", qPrintable(m_component->errorString()));
             return false;

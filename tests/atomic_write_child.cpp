@@ -1,6 +1,6 @@
 // Replaces one file with board A, then board B, and so on until it is killed.
 #include "atomicwrite_texts.h"
-#include "store/TextFile.h"
+#include "io/TextFile.h"
 
 #include <QFile>
 

@@ -1,5 +1,5 @@
 #include "atomicwrite_texts.h"
-#include "store/TextFile.h"
+#include "io/TextFile.h"
 
 #include <QDir>
 #include <QElapsedTimer>

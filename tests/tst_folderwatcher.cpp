@@ -1,5 +1,5 @@
+#include "io/TextFile.h"
 #include "store/FolderWatcher.h"
-#include "store/TextFile.h"
 
 #include <QCoreApplication>
 #include <QDir>

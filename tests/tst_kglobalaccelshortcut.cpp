@@ -1,4 +1,4 @@
-#include "notch/Shortcut.h"
+#include "model/Shortcut.h"
 #include "platform/KGlobalAccelShortcut.h"
 #include "platform/KeyboardLayout.h"
 

@@ -1,4 +1,4 @@
-#include "store/ReplacedCopies.h"
+#include "io/ReplacedCopies.h"
 #include "support/FileContents.h"
 
 #include <QDir>

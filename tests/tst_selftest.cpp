@@ -1,7 +1,8 @@
 #include "app/SelfTest.h"
 #include "model/Board.h"
-#include "notch/Shortcut.h"
+#include "model/Shortcut.h"
 #include "notes/QuickNoteFormat.h"
+#include "platform/ShortcutKeys.h"
 
 #include <QTest>
 
@@ -129,7 +130,7 @@ private slots:
     {
         SelfTest::Subjects subjects = SelfTest::Subjects::real();
         subjects.label = [](const Shortcut &shortcut) {
-            return shortcut.label(nullptr); // no layout: letters read "?"
+            return ShortcutKeys::label(shortcut, nullptr); // no layout: letters read "?"
         };
         const Report report = runWith(subjects);
         QCOMPARE(report.lines,

@@ -1,4 +1,4 @@
-#include "notch/Shortcut.h"
+#include "model/Shortcut.h"
 #include "platform/KeyboardLayout.h"
 #include "platform/ShortcutNotation.h"
 

@@ -1,4 +1,4 @@
-#include "store/TextFile.h"
+#include "io/TextFile.h"
 #include "support/FileContents.h"
 
 #include <QDir>

@@ -1,8 +1,9 @@
 #include "SelfTest.h"
 
 #include "model/Board.h"
-#include "notch/Shortcut.h"
+#include "model/Shortcut.h"
 #include "notes/QuickNoteFormat.h"
+#include "platform/ShortcutKeys.h"
 
 #include <QStringList>
 
@@ -45,7 +46,7 @@ SelfTest::Subjects SelfTest::Subjects::real()
         [](const Board &board) { return board.markdown(); },
         QuickNoteFormat::toDisplay,
         QuickNoteFormat::toMarkdown,
-        [](const Shortcut &shortcut) { return shortcut.label(); },
+        [](const Shortcut &shortcut) { return ShortcutKeys::label(shortcut); },
     };
 }
 

@@ -1,10 +1,10 @@
 #include "Snapshot.h"
 
 #include "SteppedAnimationDriver.h"
+#include "io/TextFile.h"
 #include "model/Board.h"
 #include "notch/NotchController.h"
 #include "store/BoardStore.h"
-#include "store/TextFile.h"
 #include "views/IconProvider.h"
 #include "views/board/CardPreviewProvider.h"
 

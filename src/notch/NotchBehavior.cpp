@@ -1,8 +1,9 @@
 #include "NotchBehavior.h"
 
+#include "model/Shortcut.h"
 #include "notch/NotchDesktop.h"
-#include "notch/Shortcut.h"
 #include "platform/DesktopSession.h"
+#include "platform/ShortcutKeys.h"
 #include "store/BoardStore.h"
 
 #include <QKeyEvent>
@@ -265,7 +266,7 @@ void NotchBehavior::scrolled(QPointF pixelDelta, Qt::ScrollPhase phase, bool inv
 
 bool NotchBehavior::keyPressed(const QKeyEvent &event)
 {
-    const std::optional<Shortcut> pressed = Shortcut::fromKeyEvent(event);
+    const std::optional<Shortcut> pressed = ShortcutKeys::fromKeyEvent(event);
     const bool escape =
         event.key() == Qt::Key_Escape || (pressed && pressed->keyCode() == Shortcut::keyEscape);
     if (const auto target = m_model->recording()) {
@@ -297,7 +298,8 @@ bool NotchBehavior::keyPressed(const QKeyEvent &event)
         m_model->setRecording(std::nullopt);
         return true;
     }
-    if (m_model->isOpen() && m_store && m_store->switchTabShortcut().matches(event)) {
+    if (m_model->isOpen() && m_store &&
+        ShortcutKeys::matches(m_store->switchTabShortcut(), event)) {
         switchTab(std::nullopt);
         return true;
     }

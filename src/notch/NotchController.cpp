@@ -153,7 +153,7 @@ NotchController::~NotchController()
 
 QUrl NotchController::defaultRootView()
 {
-    return QUrl(u"qrc:/qt/qml/Tallowfern/views/notch/NotchRootView.qml"_qs);
+    return QUrl(u"qrc:/qt/qml/Tallowfern/notch/NotchRootView.qml"_qs);
 }
 
 QScreen *NotchController::screen() const

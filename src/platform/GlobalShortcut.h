@@ -1,6 +1,6 @@
 #pragma once
 
-#include "notch/Shortcut.h"
+#include "model/Shortcut.h"
 #include "platform/GlobalShortcutBackend.h"
 
 #include <QList>

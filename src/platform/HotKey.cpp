@@ -3,6 +3,7 @@
 #include "platform/KeyCodeTable.h"
 #include "platform/KeyboardLayout.h"
 #include "platform/PlatformLog.h"
+#include "platform/ShortcutKeys.h"
 #include "platform/ShortcutNotation.h"
 #include "platform/XcbReply.h"
 
@@ -118,7 +119,7 @@ bool HotKey::registerShortcut(const Shortcut &shortcut)
     const auto keycode = KeyCodeTable::x11For(shortcut.keyCode());
     if (!m_connection || !keycode || *keycode > 255)
         return false;
-    const quint16 modifiers = shortcut.x11Modifiers();
+    const quint16 modifiers = ShortcutKeys::x11Modifiers(shortcut);
     QList<xcb_void_cookie_t> cookies;
     const QList<quint16> combinations = lockCombinations();
     for (quint16 lock : combinations)

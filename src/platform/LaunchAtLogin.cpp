@@ -1,6 +1,6 @@
 #include "LaunchAtLogin.h"
 
-#include "store/TextFile.h"
+#include "io/TextFile.h"
 
 #include <QDir>
 #include <QFile>

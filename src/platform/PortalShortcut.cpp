@@ -2,6 +2,7 @@
 
 #include "platform/KeyboardLayout.h"
 #include "platform/PlatformLog.h"
+#include "platform/ShortcutKeys.h"
 #include "platform/ShortcutNotation.h"
 
 #include <QDBusArgument>
@@ -226,7 +227,7 @@ void PortalShortcut::bindShortcut()
     if (const auto trigger = ShortcutNotation::portalTrigger(shortcut, layout))
         properties.insert(u"preferred_trigger"_qs, *trigger);
     else // the dialog lets the user pick one
-        qCDebug(lcShortcut) << "no portal notation for" << shortcut.label(layout);
+        qCDebug(lcShortcut) << "no portal notation for" << ShortcutKeys::label(shortcut, layout);
     const QList<PortalShortcutEntry> shortcuts{{shortcutId.toString(), properties}};
     const QVariantList arguments{QVariant::fromValue(QDBusObjectPath(m_sessionPath)),
                                  QVariant::fromValue(shortcuts), QString()};

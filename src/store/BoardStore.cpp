@@ -1,12 +1,12 @@
 #include "BoardStore.h"
 
+#include "io/ReplacedCopies.h"
+#include "io/TextFile.h"
 #include "notes/QuickNoteFormat.h"
 #include "platform/DayChangeTimer.h"
 #include "platform/UrlLauncher.h"
 #include "store/Clock.h"
 #include "store/FolderWatcher.h"
-#include "store/ReplacedCopies.h"
-#include "store/TextFile.h"
 #include "store/VaultLocator.h"
 
 #include <QDir>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "model/Board.h"
-#include "notch/Shortcut.h"
+#include "model/Shortcut.h"
 #include "notes/NoteFile.h"
 #include "notes/NotesIndex.h"
 #include "store/Greeting.h"

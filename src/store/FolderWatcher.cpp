@@ -1,8 +1,8 @@
 #include "FolderWatcher.h"
 
+#include "io/TextFile.h"
 #include "platform/InotifyReader.h"
 #include "store/StoreLog.h"
-#include "store/TextFile.h"
 
 #include <QFile>
 #include <QHash>

@@ -3,10 +3,12 @@
 #include <QColor>
 #include <QImage>
 #include <QQuickPaintedItem>
+#include <QtQml/qqml.h>
 
 // A filled circle with a soft glow of its own colour around it, centred in the item.
 class GlowDot : public QQuickPaintedItem {
     Q_OBJECT
+    QML_ELEMENT
     Q_PROPERTY(QColor color READ color WRITE setColor NOTIFY colorChanged)
     Q_PROPERTY(qreal diameter READ diameter WRITE setDiameter NOTIFY diameterChanged)
     Q_PROPERTY(qreal glowRadius READ glowRadius WRITE setGlowRadius NOTIFY glowRadiusChanged)

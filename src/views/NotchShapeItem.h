@@ -5,12 +5,14 @@
 #include <QPointF>
 #include <QQuickPaintedItem>
 #include <QRectF>
+#include <QtQml/qqml.h>
 
 // The panel's black shape with its drop shadow, painted so that it looks the same in the OpenGL
 // and the software scene graph. The item spans the area the shadow may reach; the shape itself
 // is `shapeRect` inside it.
 class NotchShapeItem : public QQuickPaintedItem {
     Q_OBJECT
+    QML_NAMED_ELEMENT(NotchShape)
     Q_PROPERTY(QRectF shapeRect READ shapeRect WRITE setShapeRect NOTIFY shapeRectChanged)
     Q_PROPERTY(qreal topRadius READ topRadius WRITE setTopRadius NOTIFY topRadiusChanged)
     Q_PROPERTY(

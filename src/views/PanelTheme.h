@@ -3,12 +3,15 @@
 #include <QColor>
 #include <QEasingCurve>
 #include <QObject>
+#include <QtQml/qqml.h>
 
 // Theme as QML sees it: the palette, and each named spring as a duration (its settling time)
 // with the easing curve that follows the spring over that time. A few colours that only the
 // views need live here, so that no view defines one of its own.
 class PanelTheme : public QObject {
     Q_OBJECT
+    QML_NAMED_ELEMENT(Theme)
+    QML_SINGLETON
     Q_PROPERTY(QColor panel READ panel CONSTANT)
     Q_PROPERTY(QColor surface READ surface CONSTANT)
     Q_PROPERTY(QColor surfaceHover READ surfaceHover CONSTANT)

@@ -2,11 +2,13 @@
 
 #include <QColor>
 #include <QQuickPaintedItem>
+#include <QtQml/qqml.h>
 
 // A circle stroked in `trackColor` and, over it, the part from the top clockwise to `fraction`
 // of the way round stroked in `color` with round caps; the ring fills the item.
 class RingArc : public QQuickPaintedItem {
     Q_OBJECT
+    QML_ELEMENT
     Q_PROPERTY(qreal fraction READ fraction WRITE setFraction NOTIFY fractionChanged)
     Q_PROPERTY(qreal lineWidth READ lineWidth WRITE setLineWidth NOTIFY lineWidthChanged)
     Q_PROPERTY(QColor color READ color WRITE setColor NOTIFY colorChanged)

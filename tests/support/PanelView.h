@@ -26,7 +26,7 @@ inline std::unique_ptr<QQuickView> panelView(const QString &file, NotchModel *mo
     view->setResizeMode(QQuickView::SizeRootObjectToView);
     view->setInitialProperties(
         {{u"model"_qs, QVariant::fromValue(model)}, {u"store"_qs, QVariant::fromValue(store)}});
-    view->setSource(QUrl(u"qrc:/qt/qml/Tallowfern/views/"_qs + file));
+    view->setSource(QUrl(u"qrc:/qt/qml/Tallowfern/"_qs + file));
     return view;
 }
 

@@ -1,8 +1,8 @@
 #include "notch/NotchModel.h"
-#include "notch/PanelSummary.h"
 #include "store/BoardStore.h"
 #include "support/BoardText.h"
 #include "support/StoreFixture.h"
+#include "views/PanelSummary.h"
 
 #include <QSignalSpy>
 #include <QTest>

@@ -6,6 +6,7 @@
 #include <QPointer>
 #include <QString>
 #include <QUrl>
+#include <QtQml/qqml.h>
 
 #include <array>
 #include <memory>
@@ -16,6 +17,7 @@ class BoardStore;
 // what a drop or a context-menu entry does, and the card the keyboard works on.
 class BoardLanes : public QObject {
     Q_OBJECT
+    QML_ELEMENT
     Q_PROPERTY(BoardStore *store READ store WRITE setStore NOTIFY storeChanged)
     Q_PROPERTY(LaneModel *todo READ todo CONSTANT)
     Q_PROPERTY(LaneModel *doing READ doing CONSTANT)

@@ -3,6 +3,7 @@
 #include <QObject>
 #include <QPointer>
 #include <QString>
+#include <QtQml/qqml.h>
 
 class BoardStore;
 class NotchModel;
@@ -11,6 +12,7 @@ class NotchModel;
 // all commit, and a commit that follows another (Return, then the focus going) does nothing.
 class CardEditor : public QObject {
     Q_OBJECT
+    QML_ELEMENT
     Q_PROPERTY(BoardStore *store READ store WRITE setStore NOTIFY storeChanged)
     Q_PROPERTY(NotchModel *model READ model WRITE setModel NOTIFY modelChanged)
     Q_PROPERTY(QString cardId READ cardId WRITE setCardId NOTIFY cardChanged)

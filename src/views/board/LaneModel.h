@@ -8,6 +8,7 @@
 #include <QList>
 #include <QUuid>
 #include <QVariantList>
+#include <QtQml/qqml.h>
 
 // The cards of one lane as QML sees them, one row per card, keyed by the card's id. New cards
 // are worked into the rows with the fewest changes, so that a move within the lane is a move
@@ -15,6 +16,8 @@
 // the file, whose cards all come with fresh ids.
 class LaneModel : public QAbstractListModel {
     Q_OBJECT
+    QML_ELEMENT
+    QML_UNCREATABLE("Lanes come from BoardLanes.")
     Q_PROPERTY(QString kind READ kindName CONSTANT)
     Q_PROPERTY(QString title READ title CONSTANT)
     Q_PROPERTY(int count READ count NOTIFY countChanged)

@@ -10,12 +10,14 @@
 #include <QSet>
 #include <QString>
 #include <QStringList>
+#include <QtQml/qqml.h>
 
 // The month the calendar dropdown shows, one row a position of its day grid: the blanks before
 // the 1st, then every day of the month. Also the dropdown's actions, so that its QML only binds
 // and forwards.
 class CalendarMonth : public QAbstractListModel {
     Q_OBJECT
+    QML_ELEMENT
     Q_PROPERTY(BoardStore *store READ store WRITE setStore NOTIFY storeChanged)
     Q_PROPERTY(NotchModel *model READ model WRITE setModel NOTIFY modelChanged)
 

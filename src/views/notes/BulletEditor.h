@@ -5,11 +5,13 @@
 #include <QObject>
 #include <QPointer>
 #include <QQuickTextDocument>
+#include <QtQml/qqml.h>
 
 // Applies the outliner rules to a QML TextEdit's document. Every edit is one edit block on the
 // document, so the text item shows it, and undoes it in one step, as if it had been typed.
 class BulletEditor : public QObject {
     Q_OBJECT
+    QML_ELEMENT
     Q_PROPERTY(QQuickTextDocument *document READ document WRITE setDocument NOTIFY documentChanged)
 
 public:

@@ -5,6 +5,7 @@
 #include <QAbstractListModel>
 #include <QFutureWatcher>
 #include <QPointer>
+#include <QtQml/qqml.h>
 
 class BoardStore;
 
@@ -13,6 +14,7 @@ class BoardStore;
 // holds up the panel; the search runs on the walked list as the user types.
 class NotesList : public QAbstractListModel {
     Q_OBJECT
+    QML_ELEMENT
     Q_PROPERTY(BoardStore *store READ store WRITE setStore NOTIFY storeChanged)
     Q_PROPERTY(QString query READ query WRITE setQuery NOTIFY queryChanged)
     Q_PROPERTY(int count READ count NOTIFY countChanged)

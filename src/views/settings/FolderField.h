@@ -3,6 +3,7 @@
 #include <QObject>
 #include <QPointer>
 #include <QString>
+#include <QtQml/qqml.h>
 
 #include <functional>
 #include <optional>
@@ -14,6 +15,8 @@ class NotchModel;
 // committed. While the field has the keyboard the panel counts as being edited, so it stays open.
 class FolderField : public QObject {
     Q_OBJECT
+    QML_ELEMENT
+    QML_UNCREATABLE("Folder fields come from SettingsController.")
     Q_PROPERTY(QString value READ value NOTIFY valueChanged)
     Q_PROPERTY(QString draft READ draft WRITE setDraft NOTIFY draftChanged)
     Q_PROPERTY(bool focused READ focused WRITE setFocused NOTIFY focusedChanged)

@@ -3,7 +3,7 @@
 #include "DesktopServices.h"
 #include "FolderField.h"
 #include "SettingsState.h"
-#include "notch/Shortcut.h"
+#include "model/Shortcut.h"
 #include "platform/DesktopSession.h"
 #include "platform/KeyboardLayout.h"
 #include "platform/LaunchAtLogin.h"

@@ -5,6 +5,7 @@
 #include <QObject>
 #include <QPointer>
 #include <QString>
+#include <QtQml/qqml.h>
 
 class BoardStore;
 class FolderField;
@@ -16,6 +17,7 @@ class SettingsState;
 // SettingsState.
 class SettingsController : public QObject {
     Q_OBJECT
+    QML_ELEMENT
     Q_PROPERTY(BoardStore *store READ store WRITE setStore NOTIFY storeChanged)
     Q_PROPERTY(NotchModel *model READ model WRITE setModel NOTIFY modelChanged)
     // Empty while there is nothing to report.

@@ -1,28 +1,25 @@
-# The Settings tab: locations, shortcuts and switches. Included from views.cmake.
+# The Settings tab: locations, shortcuts and switches. Included from views/CMakeLists.txt.
 
-target_sources(tallowfern_core PRIVATE
-    views/settings/SettingsTypes.h
-    views/settings/DesktopServices.h views/settings/DesktopServices.cpp
-    views/settings/SystemDesktopServices.h views/settings/SystemDesktopServices.cpp
-    views/settings/SettingsState.h views/settings/SettingsState.cpp
-    views/settings/FolderField.h views/settings/FolderField.cpp
-    views/settings/SettingsController.h views/settings/SettingsController.cpp
+target_sources(tallowfern_views PRIVATE
+    settings/DesktopServices.h settings/DesktopServices.cpp
+    settings/SystemDesktopServices.h settings/SystemDesktopServices.cpp
+    settings/SettingsState.h settings/SettingsState.cpp
+    settings/FolderField.h settings/FolderField.cpp
+    settings/SettingsController.h settings/SettingsController.cpp
 )
-# The generated QML registration includes SettingsTypes.h by its name alone.
-target_include_directories(tallowfern_core PRIVATE ${CMAKE_CURRENT_SOURCE_DIR}/views/settings)
 
-qt_target_qml_sources(tallowfern_core QML_FILES
-    views/settings/SettingsView.qml
-    views/settings/SettingsCard.qml
-    views/settings/RowDivider.qml
-    views/settings/RowText.qml
-    views/settings/PathField.qml
-    views/settings/PathRow.qml
-    views/settings/EditablePathRow.qml
-    views/settings/SmallButton.qml
-    views/settings/ShortcutRow.qml
-    views/settings/ToggleRow.qml
-    views/settings/ChoiceRow.qml
-    views/settings/ShortcutAdvice.qml
-    views/settings/NotchSwitch.qml
+qt_target_qml_sources(tallowfern_views QML_FILES
+    settings/SettingsView.qml
+    settings/SettingsCard.qml
+    settings/RowDivider.qml
+    settings/RowText.qml
+    settings/PathField.qml
+    settings/PathRow.qml
+    settings/EditablePathRow.qml
+    settings/SmallButton.qml
+    settings/ShortcutRow.qml
+    settings/ToggleRow.qml
+    settings/ChoiceRow.qml
+    settings/ShortcutAdvice.qml
+    settings/NotchSwitch.qml
 )

@@ -34,7 +34,7 @@ class TestBulletTextEditor : public QObject {
         m_view->engine()->addImportPath(u"qrc:/qt/qml"_qs);
         IconProvider::install(m_view->engine());
         m_view->setInitialProperties({{u"text"_qs, initial}});
-        m_view->setSource(QUrl(u"qrc:/qt/qml/Tallowfern/views/notes/BulletTextEditor.qml"_qs));
+        m_view->setSource(QUrl(u"qrc:/qt/qml/Tallowfern/notes/BulletTextEditor.qml"_qs));
         QVERIFY2(m_view->status() == QQuickView::Ready,
                  qPrintable(m_view->errors().isEmpty() ? QString()
                                                        : m_view->errors().first().toString()));

@@ -8,11 +8,13 @@
 #include <QPointer>
 #include <QSizeF>
 #include <QString>
+#include <QtQml/qqml.h>
 
 // What the panel's header, wings and banners show, worked out from the store and the panel's
 // state so that the views only bind to it.
 class PanelSummary : public QObject {
     Q_OBJECT
+    QML_ELEMENT
     Q_PROPERTY(BoardStore *store READ store WRITE setStore NOTIFY storeChanged)
     Q_PROPERTY(NotchModel *model READ model WRITE setModel NOTIFY modelChanged)
 

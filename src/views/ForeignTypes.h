@@ -2,10 +2,20 @@
 
 #include "notch/NotchModel.h"
 #include "notch/ShortcutSetup.h"
+#include "store/BoardStore.h"
 
 #include <QtQml/qqml.h>
 
-// QML registration lives here so that the classes themselves stay free of QML macros.
+// The application's own objects as QML sees them. They live below the views and know nothing of
+// QML, so they are registered from here; the application hands each to the panel.
+
+struct BoardStoreForeign {
+    Q_GADGET
+    QML_FOREIGN(BoardStore)
+    QML_NAMED_ELEMENT(BoardStore)
+    QML_UNCREATABLE("The store is created by the application.")
+};
+
 struct NotchModelForeign {
     Q_GADGET
     QML_FOREIGN(NotchModel)

@@ -7,16 +7,13 @@
 
 #include <optional>
 
-class KeyboardLayout;
-class QKeyEvent;
-
 // A key and its modifiers. The key is in the Mac virtual key numbering and the modifiers in
-// AppKit's bit layout, so stored shortcuts read the same on every platform.
+// AppKit's bit layout, so stored shortcuts read the same on every platform. Reading keys and
+// naming them is the platform's business (ShortcutKeys, ShortcutNotation).
 class Shortcut {
     Q_GADGET
     Q_PROPERTY(quint16 keyCode READ keyCode CONSTANT)
     Q_PROPERTY(quint32 modifiers READ modifiers CONSTANT)
-    Q_PROPERTY(QString label READ label CONSTANT)
 
 public:
     enum Modifier : quint32 {
@@ -42,30 +39,17 @@ public:
     [[nodiscard]] static constexpr Shortcut defaultOpen() { return {keyN, Option}; }
     [[nodiscard]] static constexpr Shortcut defaultSwitchTab() { return {keyTab, Control}; }
 
-    // From a key press. Null when the key has no place in the stored numbering.
-    [[nodiscard]] static std::optional<Shortcut> fromKeyEvent(const QKeyEvent &event);
-    [[nodiscard]] static std::optional<Shortcut> fromNative(quint32 x11Keycode,
-                                                            Qt::KeyboardModifiers modifiers);
     // Only Shift, Control, Alt and Super count; Caps Lock, NumLock and keypad state never do.
     [[nodiscard]] static quint32 modifierBits(Qt::KeyboardModifiers modifiers);
 
     [[nodiscard]] constexpr quint16 keyCode() const { return m_keyCode; }
     [[nodiscard]] constexpr quint32 modifiers() const { return m_modifiers; }
 
-    [[nodiscard]] bool matches(const QKeyEvent &event) const;
     // A shortcut needs Control, Option or Command; Shift alone would steal typing.
     [[nodiscard]] constexpr bool isUsable() const
     {
         return (m_modifiers & (Control | Option | Command)) != 0;
     }
-    // The modifiers as an X11 key-grab mask: Shift, Control, Mod1 (Alt) and Mod4 (Super).
-    [[nodiscard]] quint16 x11Modifiers() const;
-
-    [[nodiscard]] QString label() const;
-    [[nodiscard]] QString label(const KeyboardLayout *layout) const;
-    // The key part of a label, named in the user's current keyboard layout; "?" if it has none.
-    [[nodiscard]] static QString keyName(quint16 keyCode);
-    [[nodiscard]] static QString keyName(quint16 keyCode, const KeyboardLayout *layout);
 
     // JSON with exactly the keys "keyCode" and "modifiers".
     [[nodiscard]] QByteArray toJson() const;
