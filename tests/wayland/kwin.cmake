@@ -16,30 +16,18 @@ else()
         NO_DEFAULT_PATH)
 endif()
 
-set(kwin_missing "")
-foreach(tool IN ITEMS WAYLAND_TEST_PYTHON WAYLAND_TEST_SETPRIV WAYLAND_TEST_DBUS_DAEMON
-        WAYLAND_TEST_GDBUS WAYLAND_TEST_KWIN WAYLAND_TEST_XWAYLAND)
-    if(NOT ${tool})
-        string(REPLACE "WAYLAND_TEST_" "" name ${tool})
-        string(TOLOWER ${name} name)
-        list(APPEND kwin_missing ${name})
-    endif()
-endforeach()
+wayland_missing(kwin_missing ${wayland_common_tools} WAYLAND_TEST_KWIN WAYLAND_TEST_XWAYLAND)
 if(NOT KWIN_TEST_WAYLAND_FOUND OR NOT KWIN_TEST_WAYLAND_SCANNER)
     list(APPEND kwin_missing "wayland-client and wayland-scanner (libwayland-dev)")
 endif()
 if(NOT kwin_fake_input_xml OR NOT EXISTS "${kwin_fake_input_xml}")
     list(APPEND kwin_missing "fake-input.xml (plasma-wayland-protocols)")
 endif()
-execute_process(COMMAND /usr/bin/python3 -c "import gi; gi.require_version('Gio', '2.0')"
-    RESULT_VARIABLE kwin_gi_result OUTPUT_QUIET ERROR_QUIET)
-if(NOT kwin_gi_result EQUAL 0)
+if(NOT wayland_gi_result EQUAL 0)
     list(APPEND kwin_missing "python3-gi")
 endif()
 
-if(kwin_missing)
-    message(STATUS "tst_kwin_e2e not registered: missing ${kwin_missing}")
-else()
+if(NOT kwin_missing)
     set(kwin_generated ${CMAKE_CURRENT_BINARY_DIR}/kwin-protocols)
     file(MAKE_DIRECTORY ${kwin_generated})
     add_custom_command(
@@ -55,11 +43,5 @@ else()
         ${kwin_generated}/fake-input-client-protocol.h)
     target_include_directories(kwin_fake_input PRIVATE ${kwin_generated})
     target_link_libraries(kwin_fake_input PRIVATE PkgConfig::KWIN_TEST_WAYLAND)
-
-    add_test(NAME tst_kwin_e2e
-        COMMAND ${WAYLAND_TEST_PYTHON} ${CMAKE_CURRENT_SOURCE_DIR}/test_kwin.py
-            $<TARGET_FILE:tallowfern> $<TARGET_FILE:wayland_click_recorder>
-            $<TARGET_FILE:kwin_fake_input> ${CMAKE_CURRENT_BINARY_DIR}/artifacts-tst_kwin_e2e)
-    set_tests_properties(tst_kwin_e2e PROPERTIES
-        LABELS "wayland" TIMEOUT 300 SKIP_RETURN_CODE 77)
 endif()
+wayland_test(tst_kwin_e2e test_kwin.py "${kwin_missing}" $<TARGET_FILE:kwin_fake_input>)

@@ -100,8 +100,7 @@ class KWin:
         environment_file = os.path.join(session.runtime, "kwin-environment")
         # KWin starts this once its Wayland socket and XWayland are up; what it sees is what
         # programs in this session see.
-        report = "sh -c 'env > %s.part && mv %s.part %s && exec sleep infinity'" % (
-            environment_file, environment_file, environment_file)
+        report = waylandtest.environment_reporter(environment_file, then="exec sleep infinity")
         self.process = session.spawn_logged(
             [self.install_kwin(), "--virtual", "--xwayland", "--width", str(WIDTH),
              "--height", str(HEIGHT), "--socket", self.wayland_display, "--no-lockscreen",
@@ -113,19 +112,7 @@ class KWin:
                  "KDE_FULL_SESSION": "true", "KDE_SESSION_VERSION": "5",
                  "WAYLAND_DISPLAY": None, "DISPLAY": None})
 
-        def read_environment():
-            if self.process.poll() is not None:
-                raise StepFailed("kwin_wayland exited (%s); see kwin.log"
-                                 % self.process.returncode)
-            if not os.path.exists(environment_file):
-                return None
-            values = {}
-            with open(environment_file) as handle:
-                for line in handle:
-                    key, _, value = line.rstrip("\n").partition("=")
-                    values[key] = value
-            return values
-        values = wait_for(read_environment, "KWin to start", 40)
+        values = waylandtest.child_environment(self.process, environment_file, "kwin", 40)
         self.x_display = values.get("DISPLAY") or None
         if values.get("WAYLAND_DISPLAY") != self.wayland_display:
             raise StepFailed("KWin gave its children WAYLAND_DISPLAY=%s"

@@ -60,8 +60,7 @@ class Sway:
             # What a sway user writes to reach the app with Alt+N.
             "bindsym Mod1+n exec " + toggle,
             # The display names sway gives its children, for the app and the tools.
-            "exec sh -c 'env > %s.part && mv %s.part %s'" % (
-                environment_file, environment_file, environment_file),
+            "exec " + waylandtest.environment_reporter(environment_file),
             self.extra_config,
             "",
         ])
@@ -76,20 +75,8 @@ class Sway:
                  "WLR_RENDERER": "pixman", "WLR_HEADLESS_OUTPUTS": "1",
                  "XDG_SESSION_TYPE": "wayland", "XDG_CURRENT_DESKTOP": "sway",
                  "WAYLAND_DISPLAY": None, "DISPLAY": None})
-        environment_file = os.path.join(session.runtime, "sway-environment")
-
-        def read_environment():
-            if self.process.poll() is not None:
-                raise StepFailed("sway exited (%s); see sway.log" % self.process.returncode)
-            if not os.path.exists(environment_file):
-                return None
-            values = {}
-            with open(environment_file) as handle:
-                for line in handle:
-                    key, _, value = line.rstrip("\n").partition("=")
-                    values[key] = value
-            return values
-        values = wait_for(read_environment, "sway to start")
+        values = waylandtest.child_environment(
+            self.process, os.path.join(session.runtime, "sway-environment"), "sway")
         self.wayland_display = values.get("WAYLAND_DISPLAY")
         self.x_display = values.get("DISPLAY")
         self.swaysock = values.get("SWAYSOCK")

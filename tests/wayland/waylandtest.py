@@ -96,6 +96,31 @@ def settle(condition, what, deadline=DEFAULT_DEADLINE, hold=1.0, interval=0.1):
         time.sleep(interval)
 
 
+def environment_reporter(path, then=""):
+    """A shell command for a compositor to start once it is up: it writes the environment the
+    compositor gives its children (display names, sockets) to `path`, all at once, then runs
+    `then` (for a compositor that ends its session when its command exits)."""
+    return "sh -c 'env > %s.part && mv %s.part %s%s'" % (
+        path, path, path, " && " + then if then else "")
+
+
+def child_environment(process, path, name, deadline=DEFAULT_DEADLINE):
+    """Waits for environment_reporter's file and reads it; fails at once if the compositor
+    exits first."""
+    def read():
+        if process.poll() is not None:
+            raise StepFailed("%s exited (%s); see %s.log" % (name, process.returncode, name))
+        if not os.path.exists(path):
+            return None
+        values = {}
+        with open(path) as handle:
+            for line in handle:
+                key, _, value = line.rstrip("\n").partition("=")
+                values[key] = value
+        return values
+    return wait_for(read, "%s to start" % name, deadline)
+
+
 class LineReader:
     """Collects a process's output lines on a thread, so that tests can wait for a line while the
     process keeps running; everything is also written to a log file."""
