@@ -5,12 +5,16 @@
 #include "notes/NoteFile.h"
 #include "notes/NotesIndex.h"
 #include "store/Greeting.h"
+#include "store/PastDays.h"
+#include "store/Preferences.h"
+#include "store/QuickNote.h"
+#include "store/TodayBoard.h"
+#include "store/VaultLocations.h"
 
 #include <QDateTime>
 #include <QObject>
 #include <QSet>
 #include <QString>
-#include <QTimer>
 #include <QUuid>
 #include <QVariant>
 
@@ -18,14 +22,12 @@
 #include <optional>
 
 class Clock;
-class DayChangeTimer;
-class FolderWatcher;
-class QSettings;
 class UrlLauncher;
 
 // The one store behind every view: the settings, where the vault is, today's board and its file,
-// the past day being looked at, and the quick note. Every change is published through a property
-// and every board edit is written to today's file at once. Main thread only.
+// the past day being looked at, and the quick note. Each of those is a part of its own; this
+// forwards to them and publishes their changes as its own. Every board edit is written to today's
+// file at once. Main thread only.
 class BoardStore : public QObject {
     Q_OBJECT
     Q_PROPERTY(bool isFirstRun READ isFirstRun CONSTANT)
@@ -39,8 +41,8 @@ class BoardStore : public QObject {
         Shortcut openShortcut READ openShortcut WRITE setOpenShortcut NOTIFY openShortcutChanged)
     Q_PROPERTY(Shortcut switchTabShortcut READ switchTabShortcut WRITE setSwitchTabShortcut NOTIFY
                    switchTabShortcutChanged)
-    Q_PROPERTY(NotchPosition notchPosition READ notchPosition WRITE setNotchPosition NOTIFY
-                   notchPositionChanged)
+    Q_PROPERTY(Preferences::NotchPosition notchPosition READ notchPosition WRITE setNotchPosition
+                   NOTIFY notchPositionChanged)
     Q_PROPERTY(bool carryOver READ carryOver WRITE setCarryOver NOTIFY carryOverChanged)
     Q_PROPERTY(
         bool morningBanner READ morningBanner WRITE setMorningBanner NOTIFY morningBannerChanged)
@@ -60,29 +62,15 @@ class BoardStore : public QObject {
     Q_PROPERTY(QString vaultName READ vaultName NOTIFY locationChanged)
 
 public:
-    static constexpr QStringView defaultBoardsFolder = u"01 Journal/Boards";
-    static constexpr QStringView defaultNotesFolder = u"01 Journal/Quick Notes";
-    static constexpr int noteSaveDelayMs = 500;
+    static constexpr QStringView defaultBoardsFolder = Preferences::defaultBoardsFolder;
+    static constexpr QStringView defaultNotesFolder = Preferences::defaultNotesFolder;
+    static constexpr int noteSaveDelayMs = QuickNote::saveDelayMs;
     // How `lastError` begins when today's board could not be written.
-    static constexpr QStringView saveErrorPrefix = u"Couldn't save board: ";
+    static constexpr QStringView saveErrorPrefix = TodayBoard::saveErrorPrefix;
 
-    // Where along the top edge the closed notch sits; Automatic leaves it to the desktop.
-    enum class NotchPosition { Automatic, Left, Centre, Right };
-    Q_ENUM(NotchPosition)
-
+    using NotchPosition = Preferences::NotchPosition;
     // Preference keys.
-    struct Key {
-        static constexpr QStringView vault = u"vaultPath";
-        static constexpr QStringView boardsFolder = u"boardsFolder";
-        static constexpr QStringView notesFolder = u"notesFolder";
-        static constexpr QStringView swipeToSwitch = u"swipeToSwitch";
-        static constexpr QStringView openShortcut = u"openShortcut";
-        static constexpr QStringView switchTabShortcut = u"switchTabShortcut";
-        static constexpr QStringView carryOver = u"carryOver";
-        static constexpr QStringView morningBanner = u"morningBanner";
-        static constexpr QStringView notchPosition = u"notchPosition";
-    };
-
+    using Key = Preferences::Key;
     using NoteFile = ::NoteFile;
 
     explicit BoardStore(QObject *parent = nullptr);
@@ -90,54 +78,71 @@ public:
     BoardStore(const Clock *clock, UrlLauncher *launcher, QObject *parent = nullptr);
     ~BoardStore() override;
 
+    // The parts, for views that need only one of them. They live as long as the store.
+    [[nodiscard]] Preferences *preferences() const { return m_preferences.get(); }
+    [[nodiscard]] VaultLocations *locations() const { return m_locations.get(); }
+    [[nodiscard]] TodayBoard *today() const { return m_today.get(); }
+    [[nodiscard]] PastDays *pastDays() const { return m_pastDays.get(); }
+    [[nodiscard]] QuickNote *quickNote() const { return m_quickNote.get(); }
+
     // Where the preferences live: $XDG_CONFIG_HOME/Tallowfern/Tallowfern.conf.
-    [[nodiscard]] static QString settingsPath();
+    [[nodiscard]] static QString settingsPath() { return Preferences::settingsPath(); }
 
-    [[nodiscard]] bool isFirstRun() const { return m_isFirstRun; }
-    [[nodiscard]] const QString &vaultPath() const { return m_vaultPath; }
-    void setVaultPath(const QString &path);
-    [[nodiscard]] const QString &boardsFolder() const { return m_boardsFolder; }
-    void setBoardsFolder(const QString &folder);
-    [[nodiscard]] const QString &notesFolder() const { return m_notesFolder; }
-    void setNotesFolder(const QString &folder);
-    [[nodiscard]] bool swipeToSwitch() const { return m_swipeToSwitch; }
-    void setSwipeToSwitch(bool on);
-    [[nodiscard]] Shortcut openShortcut() const { return m_openShortcut; }
-    void setOpenShortcut(Shortcut shortcut);
-    [[nodiscard]] Shortcut switchTabShortcut() const { return m_switchTabShortcut; }
-    void setSwitchTabShortcut(Shortcut shortcut);
-    [[nodiscard]] NotchPosition notchPosition() const { return m_notchPosition; }
-    void setNotchPosition(NotchPosition position);
-    [[nodiscard]] bool carryOver() const { return m_carryOver; }
-    void setCarryOver(bool on);
-    [[nodiscard]] bool morningBanner() const { return m_morningBanner; }
-    void setMorningBanner(bool on);
+    [[nodiscard]] bool isFirstRun() const { return m_preferences->isFirstRun(); }
+    [[nodiscard]] const QString &vaultPath() const { return m_preferences->vaultPath(); }
+    void setVaultPath(const QString &path) { m_preferences->setVaultPath(path); }
+    [[nodiscard]] const QString &boardsFolder() const { return m_preferences->boardsFolder(); }
+    void setBoardsFolder(const QString &folder) { m_preferences->setBoardsFolder(folder); }
+    [[nodiscard]] const QString &notesFolder() const { return m_preferences->notesFolder(); }
+    void setNotesFolder(const QString &folder) { m_preferences->setNotesFolder(folder); }
+    [[nodiscard]] bool swipeToSwitch() const { return m_preferences->swipeToSwitch(); }
+    void setSwipeToSwitch(bool on) { m_preferences->setSwipeToSwitch(on); }
+    [[nodiscard]] Shortcut openShortcut() const { return m_preferences->openShortcut(); }
+    void setOpenShortcut(Shortcut shortcut) { m_preferences->setOpenShortcut(shortcut); }
+    [[nodiscard]] Shortcut switchTabShortcut() const { return m_preferences->switchTabShortcut(); }
+    void setSwitchTabShortcut(Shortcut shortcut) { m_preferences->setSwitchTabShortcut(shortcut); }
+    [[nodiscard]] NotchPosition notchPosition() const { return m_preferences->notchPosition(); }
+    void setNotchPosition(NotchPosition position) { m_preferences->setNotchPosition(position); }
+    [[nodiscard]] bool carryOver() const { return m_preferences->carryOver(); }
+    void setCarryOver(bool on) { m_preferences->setCarryOver(on); }
+    [[nodiscard]] bool morningBanner() const { return m_preferences->morningBanner(); }
+    void setMorningBanner(bool on) { m_preferences->setMorningBanner(on); }
 
-    [[nodiscard]] const Board &board() const { return m_board; }
-    [[nodiscard]] const QString &day() const { return m_day; }
-    [[nodiscard]] const std::optional<Greeting> &greeting() const { return m_greeting; }
-    void setGreeting(std::optional<Greeting> greeting);
-    [[nodiscard]] const QString &lastError() const { return m_lastError; }
-    [[nodiscard]] const std::optional<QString> &viewedDay() const { return m_viewedDay; }
-    [[nodiscard]] const std::optional<Board> &viewedBoard() const { return m_viewedBoard; }
-    [[nodiscard]] bool isViewingPast() const { return m_viewedDay.has_value(); }
-    [[nodiscard]] QString shownDay() const { return m_viewedDay.value_or(m_day); }
-    [[nodiscard]] const Board &shownBoard() const
+    [[nodiscard]] const Board &board() const { return m_today->board(); }
+    [[nodiscard]] const QString &day() const { return m_today->day(); }
+    [[nodiscard]] const std::optional<Greeting> &greeting() const { return m_today->greeting(); }
+    void setGreeting(std::optional<Greeting> greeting)
     {
-        return m_viewedBoard ? *m_viewedBoard : m_board;
+        m_today->setGreeting(std::move(greeting));
     }
-    [[nodiscard]] const QDateTime &noteSavedAt() const { return m_noteSavedAt; }
+    // The latest error of the board or the note, whichever reported last.
+    [[nodiscard]] const QString &lastError() const { return m_lastError; }
+    [[nodiscard]] const std::optional<QString> &viewedDay() const
+    {
+        return m_pastDays->viewedDay();
+    }
+    [[nodiscard]] const std::optional<Board> &viewedBoard() const
+    {
+        return m_pastDays->viewedBoard();
+    }
+    [[nodiscard]] bool isViewingPast() const { return m_pastDays->isViewingPast(); }
+    [[nodiscard]] QString shownDay() const { return m_pastDays->shownDay(); }
+    [[nodiscard]] const Board &shownBoard() const { return m_pastDays->shownBoard(); }
+    [[nodiscard]] const QDateTime &noteSavedAt() const { return m_quickNote->savedAt(); }
     // "Saves as you type" until the first save, then "Saved HH:mm".
-    [[nodiscard]] QString noteSavedLabel() const;
+    [[nodiscard]] QString noteSavedLabel() const { return m_quickNote->savedLabel(); }
 
     // Locations, computed from the settings and TALLOWFERN_VAULT on every call.
-    [[nodiscard]] QString vaultDir() const;
-    [[nodiscard]] QString vaultName() const;
-    [[nodiscard]] QString boardsDir() const;
-    [[nodiscard]] QString notesDir() const;
-    [[nodiscard]] QString todayPath() const;
-    [[nodiscard]] QString todayNotePath() const;
-    [[nodiscard]] QString boardPath(const QString &day) const;
+    [[nodiscard]] QString vaultDir() const { return m_locations->vaultDir(); }
+    [[nodiscard]] QString vaultName() const { return m_locations->vaultName(); }
+    [[nodiscard]] QString boardsDir() const { return m_locations->boardsDir(); }
+    [[nodiscard]] QString notesDir() const { return m_locations->notesDir(); }
+    [[nodiscard]] QString todayPath() const { return m_today->path(); }
+    [[nodiscard]] QString todayNotePath() const { return m_locations->notePath(day()); }
+    [[nodiscard]] QString boardPath(const QString &day) const
+    {
+        return m_locations->boardPath(day);
+    }
 
     Q_INVOKABLE void setVault(const QString &path);
     // The path of `path` inside the vault ("" for the vault itself); null when outside.
@@ -152,17 +157,23 @@ public:
 
     Q_INVOKABLE void loadToday();
     Q_INVOKABLE void reload();
-    void createToday();
-    [[nodiscard]] std::optional<QString> previousBoardPath() const;
-    void save();
+    void createToday() { m_today->createToday(); }
+    [[nodiscard]] std::optional<QString> previousBoardPath() const
+    {
+        return m_today->previousBoardPath();
+    }
+    void save() { m_today->save(); }
 
     // Editing today's board. Each does nothing when its preconditions fail.
-    void add(const QString &text, LaneKind kind);
-    void move(const QUuid &id, LaneKind kind, const std::optional<QUuid> &before);
-    void toggle(const QUuid &id);
-    void rename(const QUuid &id, const QString &text);
-    void deleteCard(const QUuid &id);
-    void copyToToday(const Card &card);
+    void add(const QString &text, LaneKind kind) { m_today->add(text, kind); }
+    void move(const QUuid &id, LaneKind kind, const std::optional<QUuid> &before)
+    {
+        m_today->move(id, kind, before);
+    }
+    void toggle(const QUuid &id) { m_today->toggle(id); }
+    void rename(const QUuid &id, const QString &text) { m_today->rename(id, text); }
+    void deleteCard(const QUuid &id) { m_today->deleteCard(id); }
+    void copyToToday(const Card &card) { m_today->copyToToday(card); }
     // The same for QML: lane kinds by raw value ("todo", "doing", "done"), ids as text.
     Q_INVOKABLE void add(const QString &text, const QString &kind);
     Q_INVOKABLE void move(const QString &id, const QString &kind, const QString &before);
@@ -173,13 +184,13 @@ public:
     Q_INVOKABLE void copyToToday(const QString &id);
 
     // Re-aims the watcher at the current boards folder.
-    void watchBoards();
+    void watchBoards() { m_today->watchBoards(); }
     Q_INVOKABLE void checkForChanges();
     [[nodiscard]] static std::optional<QDateTime> modDate(const QString &path);
 
-    void view(const std::optional<QString> &day);
+    void view(const std::optional<QString> &day) { m_pastDays->view(day); }
     Q_INVOKABLE void view(const QString &day);
-    [[nodiscard]] QSet<QString> boardDays() const;
+    [[nodiscard]] QSet<QString> boardDays() const { return m_pastDays->boardDays(); }
     Q_INVOKABLE QStringList boardDayList() const;
     Q_INVOKABLE bool canStep(int delta) const;
     Q_INVOKABLE void step(int delta);
@@ -212,68 +223,23 @@ signals:
     void locationChanged();
 
 private:
-    struct FileStamp {
-        qint64 modifiedNanos = 0;
-        quint64 inode = 0;
-        qint64 size = 0;
-        friend bool operator==(const FileStamp &, const FileStamp &) = default;
-    };
-    struct PendingNote {
-        QString text;
-        QString path;
-    };
-
-    void initialise();
-    [[nodiscard]] QDateTime now() const;
-    [[nodiscard]] static std::optional<FileStamp> stamp(const QString &path);
-    [[nodiscard]] std::optional<Shortcut> loadShortcut(QStringView key) const;
-    void saveShortcut(Shortcut shortcut, QStringView key);
-    void storeValue(QStringView key, const QVariant &value);
-    void afterLocationChange();
-    void publishBoard(Board board);
-    void setDay(const QString &day);
+    void afterBoardsMoved();
     void setLastError(const QString &error);
-    void setViewed(std::optional<QString> day, std::optional<Board> board);
-    void writeQuickNote(const QString &text, const QString &path);
     [[nodiscard]] QVariant greetingValue() const;
     void setGreetingValue(const QVariant &value);
-    [[nodiscard]] QString viewedDayText() const { return m_viewedDay.value_or(QString()); }
+    [[nodiscard]] QString viewedDayText() const { return viewedDay().value_or(QString()); }
 
     const Clock *m_clock;
     UrlLauncher *m_launcher;
     std::unique_ptr<Clock> m_ownClock;
     std::unique_ptr<UrlLauncher> m_ownLauncher;
-    std::unique_ptr<QSettings> m_settings;
 
-    bool m_isFirstRun = false;
-    QString m_vaultPath;
-    QString m_boardsFolder;
-    QString m_notesFolder;
-    bool m_swipeToSwitch = true;
-    NotchPosition m_notchPosition = NotchPosition::Automatic;
-    Shortcut m_openShortcut = Shortcut::defaultOpen();
-    Shortcut m_switchTabShortcut = Shortcut::defaultSwitchTab();
-    bool m_carryOver = true;
-    bool m_morningBanner = true;
+    // In the order they depend on each other.
+    std::unique_ptr<Preferences> m_preferences;
+    std::unique_ptr<VaultLocations> m_locations;
+    std::unique_ptr<TodayBoard> m_today;
+    std::unique_ptr<PastDays> m_pastDays;
+    std::unique_ptr<QuickNote> m_quickNote;
 
-    Board m_board = Board::empty();
-    QString m_day;
-    std::optional<Greeting> m_greeting;
     QString m_lastError;
-    std::optional<QString> m_viewedDay;
-    std::optional<Board> m_viewedBoard;
-
-    // How today's file looked when the store last read or wrote it; a different stamp means
-    // someone else changed it.
-    std::optional<FileStamp> m_lastKnownStamp;
-    // Today's file holds bytes the board does not: it could not be read, or the reader dropped
-    // part of it. The next save keeps a copy of them first.
-    bool m_todayHoldsForeignBytes = false;
-
-    std::unique_ptr<FolderWatcher> m_watcher;
-    DayChangeTimer *m_dayTimer = nullptr;
-
-    QTimer m_noteTimer;
-    std::optional<PendingNote> m_pendingNote;
-    QDateTime m_noteSavedAt;
 };

@@ -16,11 +16,12 @@ void BoardLanes::setStore(BoardStore *store)
     if (m_store == store)
         return;
     if (m_store)
-        disconnect(m_store, nullptr, this, nullptr);
+        disconnect(m_store->pastDays(), nullptr, this, nullptr);
     m_store = store;
     if (m_store) {
-        connect(m_store, &BoardStore::shownBoardChanged, this, &BoardLanes::refresh);
-        connect(m_store, &BoardStore::viewedDayChanged, this, &BoardLanes::refresh);
+        // The lanes show whichever board the past days show: today's, or an earlier day's.
+        connect(m_store->pastDays(), &PastDays::shownBoardChanged, this, &BoardLanes::refresh);
+        connect(m_store->pastDays(), &PastDays::viewedDayChanged, this, &BoardLanes::refresh);
     }
     refresh();
     emit storeChanged();
@@ -34,8 +35,9 @@ LaneModel *BoardLanes::lane(const QString &kind) const
 
 void BoardLanes::refresh()
 {
-    const bool readOnly = m_store && m_store->isViewingPast();
-    const QString day = m_store ? m_store->shownDay() : QString();
+    const PastDays *shown = m_store ? m_store->pastDays() : nullptr;
+    const bool readOnly = shown && shown->isViewingPast();
+    const QString day = shown ? shown->shownDay() : QString();
     const auto reuse =
         day == m_shownDay ? LaneModel::Reuse::IdsAndContent : LaneModel::Reuse::IdsOnly;
     m_shownDay = day;
@@ -46,7 +48,7 @@ void BoardLanes::refresh()
     for (LaneKind kind : LaneKind::allCases()) {
         LaneModel &model = *m_lanes[kind.value()];
         const LaneModel::Handover handover =
-            model.setCards(m_store ? m_store->shownBoard().cards(kind) : QList<Card>(), reuse);
+            model.setCards(shown ? shown->shownBoard().cards(kind) : QList<Card>(), reuse);
         if (const auto to = handover.constFind(selected); to != handover.cend())
             selected = *to;
         model.setReadOnly(readOnly);
@@ -82,7 +84,7 @@ bool BoardLanes::dropOnLane(const QString &payload, const QString &kind)
     const auto role = LaneKind::fromRawValue(kind);
     if (!m_store || m_readOnly || !role || !isCardPayload(payload))
         return false;
-    m_store->move(QUuid::fromString(payload), *role, std::nullopt);
+    m_store->today()->move(QUuid::fromString(payload), *role, std::nullopt);
     return true;
 }
 
@@ -94,7 +96,7 @@ bool BoardLanes::dropOnCard(const QString &payload, const QString &cardId)
     const Place place = find(target);
     if (place.lane < 0)
         return false;
-    m_store->move(QUuid::fromString(payload), LaneKind::allCases()[place.lane], target);
+    m_store->today()->move(QUuid::fromString(payload), LaneKind::allCases()[place.lane], target);
     return true;
 }
 
@@ -114,9 +116,9 @@ void BoardLanes::perform(const QString &action, const QString &cardId, const QSt
     if (m_readOnly)
         return;
     if (action == u"move")
-        m_store->move(cardId, target, QString());
+        m_store->today()->move(cardId, target, QString());
     else if (action == u"delete")
-        m_store->deleteCard(cardId);
+        m_store->today()->deleteCard(cardId);
 }
 
 void BoardLanes::setCardsFocused(bool focused)
@@ -218,5 +220,5 @@ bool BoardLanes::selectEdge(const QString &kind, bool last)
 void BoardLanes::toggleSelected()
 {
     if (m_store && !m_readOnly && !m_selected.isNull())
-        m_store->toggle(m_selected);
+        m_store->today()->toggle(m_selected);
 }

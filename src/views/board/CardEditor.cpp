@@ -56,7 +56,7 @@ void CardEditor::setEditing(bool editing)
 
 bool CardEditor::begin()
 {
-    if (!m_store || m_store->isViewingPast())
+    if (!m_store || m_store->pastDays()->isViewingPast())
         return false;
     setDraft(m_cardText);
     setEditing(true);
@@ -79,5 +79,5 @@ void CardEditor::commit()
     if (m_model)
         m_model->setEditing(false);
     if (m_store && m_draft != m_cardText)
-        m_store->rename(m_cardId, m_draft);
+        m_store->today()->rename(m_cardId, m_draft);
 }

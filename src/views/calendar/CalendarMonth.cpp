@@ -67,7 +67,7 @@ QVariant CalendarMonth::data(const QModelIndex &index, int role) const
     case IsTodayRole:
         return !blank && dayKey(day) == todayKey();
     case IsShownRole:
-        return !blank && m_store && dayKey(day) == m_store->shownDay();
+        return !blank && m_store && dayKey(day) == m_store->pastDays()->shownDay();
     case IsEnabledRole:
         return !blank && isEnabled(day);
     case IsFocusedRole:
@@ -96,8 +96,10 @@ void CalendarMonth::setStore(BoardStore *store)
 {
     if (m_store == store)
         return;
-    if (m_store)
-        disconnect(m_store, nullptr, this, nullptr);
+    if (m_store) {
+        disconnect(m_store->today(), nullptr, this, nullptr);
+        disconnect(m_store->pastDays(), nullptr, this, nullptr);
+    }
     m_store = store;
     connectStore();
     reset();
@@ -125,11 +127,11 @@ void CalendarMonth::connectStore()
     if (!m_store)
         return;
     // A new day moves what is today, what can be picked and whether the next month has begun.
-    connect(m_store, &BoardStore::dayChanged, this, [this] {
+    connect(m_store->today(), &TodayBoard::dayChanged, this, [this] {
         refreshCells();
         updateCanGoForward();
     });
-    connect(m_store, &BoardStore::shownDayChanged, this, &CalendarMonth::refreshCells);
+    connect(m_store->pastDays(), &PastDays::shownDayChanged, this, &CalendarMonth::refreshCells);
 }
 
 void CalendarMonth::setMonth(const QDate &month)
@@ -231,7 +233,7 @@ bool CalendarMonth::canGoForward() const
 
 QString CalendarMonth::todayKey() const
 {
-    return m_store ? m_store->day() : dayKey(QDate::currentDate());
+    return m_store ? m_store->today()->day() : dayKey(QDate::currentDate());
 }
 
 bool CalendarMonth::hasBoard(const QDate &day) const
@@ -277,9 +279,9 @@ void CalendarMonth::reset()
     QDate month;
     QString focus;
     if (m_store) {
-        focus = m_store->shownDay();
+        focus = m_store->pastDays()->shownDay();
         month = BoardStore::date(focus).value_or(today());
-        setBoardDays(m_store->boardDays());
+        setBoardDays(m_store->pastDays()->boardDays());
     } else {
         month = today();
     }
@@ -307,7 +309,7 @@ void CalendarMonth::pick(const QString &dayKey)
     const std::optional<QDate> day = BoardStore::date(dayKey);
     if (!m_store || !day || !isEnabled(*day))
         return;
-    m_store->view(dayKey);
+    m_store->pastDays()->view(dayKey);
     close();
 }
 
@@ -315,7 +317,7 @@ void CalendarMonth::showToday()
 {
     if (!m_store)
         return;
-    m_store->view(QString());
+    m_store->pastDays()->view(QString());
     close();
 }
 

@@ -67,8 +67,8 @@ void NotesList::refresh()
 
 void NotesList::startWalk()
 {
-    const QString vault = m_store ? m_store->vaultDir() : QString();
-    const QString boards = m_store ? m_store->boardsFolder() : QString();
+    const QString vault = m_store ? m_store->locations()->vaultDir() : QString();
+    const QString boards = m_store ? m_store->preferences()->boardsFolder() : QString();
     m_watcher.setFuture(
         QtConcurrent::run([vault, boards] { return NotesIndex::scan(vault, boards); }));
 }

@@ -16,14 +16,14 @@
 SettingsController::SettingsController(QObject *parent)
     : QObject(parent), m_boardsField(new FolderField(
                            [this](const QString &folder) {
-                               if (m_store)
-                                   m_store->setBoardsFolder(folder);
+                               if (Preferences *prefs = preferences())
+                                   prefs->setBoardsFolder(folder);
                            },
                            this)),
       m_notesField(new FolderField(
           [this](const QString &folder) {
-              if (m_store)
-                  m_store->setNotesFolder(folder);
+              if (Preferences *prefs = preferences())
+                  prefs->setNotesFolder(folder);
           },
           this))
 {
@@ -42,27 +42,26 @@ void SettingsController::setStore(BoardStore *store)
     if (m_store == store)
         return;
     if (m_store) {
-        disconnect(m_store, nullptr, this, nullptr);
+        disconnect(m_store->preferences(), nullptr, this, nullptr);
         if (SettingsState *old = state())
             disconnect(old, nullptr, this, nullptr);
     }
     m_store = store;
-    if (m_store) {
-        connect(m_store, &BoardStore::vaultPathChanged, this,
-                &SettingsController::vaultTextChanged);
-        connect(m_store, &BoardStore::boardsFolderChanged, this,
-                [this] { m_boardsField->setValue(m_store->boardsFolder()); });
-        connect(m_store, &BoardStore::notesFolderChanged, this,
-                [this] { m_notesField->setValue(m_store->notesFolder()); });
-        connect(m_store, &BoardStore::openShortcutChanged, this,
+    if (Preferences *prefs = preferences()) {
+        connect(prefs, &Preferences::vaultPathChanged, this, &SettingsController::vaultTextChanged);
+        connect(prefs, &Preferences::boardsFolderChanged, this,
+                [this, prefs] { m_boardsField->setValue(prefs->boardsFolder()); });
+        connect(prefs, &Preferences::notesFolderChanged, this,
+                [this, prefs] { m_notesField->setValue(prefs->notesFolder()); });
+        connect(prefs, &Preferences::openShortcutChanged, this,
                 &SettingsController::shortcutsChanged);
-        connect(m_store, &BoardStore::switchTabShortcutChanged, this,
+        connect(prefs, &Preferences::switchTabShortcutChanged, this,
                 &SettingsController::shortcutsChanged);
-        connect(m_store, &BoardStore::notchPositionChanged, this,
+        connect(prefs, &Preferences::notchPositionChanged, this,
                 &SettingsController::notchPositionChanged);
         connect(state(), &SettingsState::messageChanged, this, &SettingsController::messageChanged);
-        m_boardsField->setValue(m_store->boardsFolder());
-        m_notesField->setValue(m_store->notesFolder());
+        m_boardsField->setValue(prefs->boardsFolder());
+        m_notesField->setValue(prefs->notesFolder());
     } else {
         m_boardsField->setValue({});
         m_notesField->setValue({});
@@ -72,6 +71,11 @@ void SettingsController::setStore(BoardStore *store)
     emit shortcutsChanged();
     emit messageChanged();
     emit notchPositionChanged();
+}
+
+Preferences *SettingsController::preferences() const
+{
+    return m_store ? m_store->preferences() : nullptr;
 }
 
 void SettingsController::setModel(NotchModel *model)
@@ -111,13 +115,15 @@ void SettingsController::setWelcome(bool welcome)
 
 void SettingsController::appeared()
 {
-    setWelcome(m_store && m_store->isFirstRun() && message().isEmpty());
+    const Preferences *prefs = preferences();
+    setWelcome(prefs && prefs->isFirstRun() && message().isEmpty());
     readLaunchAtLogin();
 }
 
 QString SettingsController::vaultText() const
 {
-    return m_store ? abbreviatedPath(m_store->vaultPath(), QDir::homePath()) : QString();
+    const Preferences *prefs = preferences();
+    return prefs ? abbreviatedPath(prefs->vaultPath(), QDir::homePath()) : QString();
 }
 
 QString SettingsController::abbreviatedPath(const QString &path, const QString &home)
@@ -154,19 +160,19 @@ void SettingsController::chooseNotesFolder()
 void SettingsController::revealVault() const
 {
     if (DesktopServices *desktop = DesktopServices::current(); desktop && m_store)
-        desktop->reveal(m_store->vaultDir());
+        desktop->reveal(m_store->locations()->vaultDir());
 }
 
 void SettingsController::revealBoardsFolder() const
 {
     if (DesktopServices *desktop = DesktopServices::current(); desktop && m_store)
-        desktop->reveal(m_store->boardsDir());
+        desktop->reveal(m_store->locations()->boardsDir());
 }
 
 void SettingsController::revealNotesFolder() const
 {
     if (DesktopServices *desktop = DesktopServices::current(); desktop && m_store)
-        desktop->reveal(m_store->notesDir());
+        desktop->reveal(m_store->locations()->notesDir());
 }
 
 void SettingsController::readLaunchAtLogin()
@@ -191,15 +197,16 @@ void SettingsController::setLaunchAtLogin(bool on)
 
 QString SettingsController::openShortcutLabel() const
 {
-    return m_store ? ShortcutNotation::label(m_store->openShortcut(), KeyboardLayout::current())
-                   : QString();
+    const Preferences *prefs = preferences();
+    return prefs ? ShortcutNotation::label(prefs->openShortcut(), KeyboardLayout::current())
+                 : QString();
 }
 
 QString SettingsController::switchTabShortcutLabel() const
 {
-    return m_store
-               ? ShortcutNotation::label(m_store->switchTabShortcut(), KeyboardLayout::current())
-               : QString();
+    const Preferences *prefs = preferences();
+    return prefs ? ShortcutNotation::label(prefs->switchTabShortcut(), KeyboardLayout::current())
+                 : QString();
 }
 
 bool SettingsController::recordingOpen() const
@@ -224,18 +231,20 @@ void SettingsController::toggleRecording(NotchModel::ShortcutTarget target)
 
 void SettingsController::resetShortcut(NotchModel::ShortcutTarget target)
 {
-    if (!m_store)
+    Preferences *prefs = preferences();
+    if (!prefs)
         return;
     if (target == NotchModel::ShortcutTarget::Open)
-        m_store->setOpenShortcut(Shortcut::defaultOpen());
+        prefs->setOpenShortcut(Shortcut::defaultOpen());
     else
-        m_store->setSwitchTabShortcut(Shortcut::defaultSwitchTab());
+        prefs->setSwitchTabShortcut(Shortcut::defaultSwitchTab());
 }
 
 int SettingsController::notchPosition() const
 {
-    using Position = BoardStore::NotchPosition;
-    const Position position = m_store ? m_store->notchPosition() : Position::Automatic;
+    using Position = Preferences::NotchPosition;
+    const Preferences *prefs = preferences();
+    const Position position = prefs ? prefs->notchPosition() : Position::Automatic;
     if (position == Position::Automatic)
         return DesktopSession::keepsTopCentre() ? 0 : 1;
     return int(position) - int(Position::Left);
@@ -243,10 +252,11 @@ int SettingsController::notchPosition() const
 
 void SettingsController::setNotchPosition(int position)
 {
-    using Position = BoardStore::NotchPosition;
-    if (!m_store || position < 0 || position > 2)
+    using Position = Preferences::NotchPosition;
+    Preferences *prefs = preferences();
+    if (!prefs || position < 0 || position > 2)
         return;
-    m_store->setNotchPosition(Position(int(Position::Left) + position));
+    prefs->setNotchPosition(Position(int(Position::Left) + position));
 }
 
 void SettingsController::openTodayInObsidian() const

@@ -9,6 +9,7 @@
 
 class BoardStore;
 class FolderField;
+class Preferences;
 class SettingsState;
 
 // Everything the Settings tab does beyond binding to the store: the vault as shown, the two
@@ -97,6 +98,8 @@ private:
     void setWelcome(bool welcome);
     void readLaunchAtLogin();
     [[nodiscard]] SettingsState *state() const;
+    // The store's settings, which is all of it this edits; null without a store.
+    [[nodiscard]] Preferences *preferences() const;
 
     QPointer<BoardStore> m_store;
     QPointer<NotchModel> m_model;

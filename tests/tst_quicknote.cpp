@@ -1,0 +1,140 @@
+#include "store/QuickNote.h"
+#include "support/StoreFixture.h"
+
+#include <QSignalSpy>
+#include <QTest>
+
+#include <memory>
+
+// The quick note's file on its own: any path, a hand-set clock.
+class TestQuickNote : public QObject {
+    Q_OBJECT
+
+    std::unique_ptr<Scratch> m_scratch;
+    FakeClock m_clock;
+
+    QString note(const QString &name = u"note"_qs) const
+    {
+        return m_scratch->path(u"notes/"_qs + name + u".md"_qs);
+    }
+
+private slots:
+    void initTestCase() { useTimeZone("Europe/Berlin"); }
+    void init()
+    {
+        m_scratch = std::make_unique<Scratch>();
+        m_clock.set(2025, 3, 7, 14, 5);
+    }
+
+    void load_data()
+    {
+        QTest::addColumn<QByteArray>("bytes");
+        QTest::addColumn<QString>("shown");
+        QTest::newRow("dash and star items")
+            << QByteArray("- a\n  * b\n") << u"\u2022 a\n  \u2022 b\n"_qs;
+        QTest::newRow("plain") << QByteArray("text") << u"text"_qs;
+        QTest::newRow("not UTF-8 shows empty") << QByteArray("caf\xe9") << QString();
+    }
+    void load()
+    {
+        QFETCH(QByteArray, bytes);
+        QFETCH(QString, shown);
+        Scratch::write(note(), bytes);
+        QCOMPARE(QuickNote::load(note()), shown);
+    }
+
+    void missingFileLoadsEmpty() { QCOMPARE(QuickNote::load(note()), QString()); }
+
+    void writesAfterThePause()
+    {
+        QuickNote quick(&m_clock);
+        QCOMPARE(quick.savedLabel(), u"Saves as you type"_qs);
+        QSignalSpy saved(&quick, &QuickNote::savedAtChanged);
+        quick.save(u"\u2022 first"_qs, note());
+        quick.save(u"\u2022 second"_qs, note());
+        QVERIFY(!QFileInfo::exists(note()));
+        QTRY_COMPARE_WITH_TIMEOUT(saved.count(), 1, 3000);
+        QCOMPARE(Scratch::read(note()), QByteArray("- second\n"));
+        QCOMPARE(quick.savedAt(), m_clock.now());
+        QCOMPARE(quick.savedLabel(), u"Saved 14:05"_qs);
+    }
+
+    void theLastCallPicksThePath()
+    {
+        QuickNote quick(&m_clock);
+        quick.save(u"for a"_qs, note(u"a"_qs));
+        quick.save(u"for b"_qs, note(u"b"_qs));
+        quick.flush();
+        QVERIFY(!QFileInfo::exists(note(u"a"_qs)));
+        QCOMPARE(Scratch::read(note(u"b"_qs)), QByteArray("for b\n"));
+    }
+
+    void flushWithNothingPendingDoesNothing()
+    {
+        QuickNote quick(&m_clock);
+        QSignalSpy saved(&quick, &QuickNote::savedAtChanged);
+        QSignalSpy reported(&quick, &QuickNote::reported);
+        quick.flush();
+        QCOMPARE(saved.count(), 0);
+        QCOMPARE(reported.count(), 0);
+    }
+
+    void blankTextMakesNoFile()
+    {
+        QuickNote quick(&m_clock);
+        QSignalSpy reported(&quick, &QuickNote::reported);
+        quick.save(u" \n\t\n"_qs, note());
+        quick.flush();
+        QVERIFY(!QFileInfo::exists(m_scratch->path(u"notes"_qs)));
+        QVERIFY(!quick.savedAt().isValid());
+        QCOMPARE(reported.count(), 0);
+    }
+
+    void everyFailureIsReported()
+    {
+        Scratch::write(m_scratch->path(u"notes"_qs), "a file where a folder should be");
+        QuickNote quick(&m_clock);
+        QSignalSpy reported(&quick, &QuickNote::reported);
+        QSignalSpy changed(&quick, &QuickNote::lastErrorChanged);
+        for (int i = 0; i < 2; ++i) {
+            quick.save(u"text"_qs, note());
+            quick.flush();
+        }
+        QCOMPARE(reported.count(), 2);
+        QCOMPARE(changed.count(), 1);
+        QVERIFY2(quick.lastError().startsWith(u"Couldn't save note: "_qs),
+                 qPrintable(quick.lastError()));
+        QVERIFY(!quick.savedAt().isValid());
+        QFile::remove(m_scratch->path(u"notes"_qs));
+        quick.save(u"text"_qs, note());
+        quick.flush();
+        QCOMPARE(reported.count(), 3);
+        QCOMPARE(reported[2][0].toString(), QString());
+        QCOMPARE(quick.lastError(), QString());
+    }
+
+    void unreadableNoteIsKept()
+    {
+        Scratch::write(note(), "caf\xe9");
+        QuickNote quick(&m_clock);
+        quick.save(u"new"_qs, note());
+        quick.flush();
+        QCOMPARE(Scratch::read(note()), QByteArray("new\n"));
+        const QStringList copies = QDir(m_scratch->replaced()).entryList(QDir::Files);
+        QCOMPARE(copies.size(), 1);
+        QCOMPARE(Scratch::read(m_scratch->replaced() + u'/' + copies[0]), QByteArray("caf\xe9"));
+    }
+
+    void pendingTextDiesWithTheNote()
+    {
+        {
+            QuickNote quick(&m_clock);
+            quick.save(u"never"_qs, note());
+        }
+        QTest::qWait(QuickNote::saveDelayMs + 200);
+        QVERIFY(!QFileInfo::exists(note()));
+    }
+};
+
+QTEST_GUILESS_MAIN(TestQuickNote)
+#include "tst_quicknote.moc"
