@@ -70,7 +70,7 @@ void setValue(const QString &path, const char *key, const QString &text)
 }
 
 // A shortcut the user made in GNOME Settings before Tallowfern came along.
-void seedUserEntry()
+void writeUsersOwnEntry()
 {
     setValue(userEntry, "name", u"Terminal"_qs);
     setValue(userEntry, "command", u"gnome-terminal"_qs);
@@ -123,7 +123,7 @@ private slots:
 
     void nothingInstalledAtFirst()
     {
-        seedUserEntry();
+        writeUsersOwnEntry();
         const GnomeKeybinding keybinding;
         QVERIFY(!keybinding.isInstalled());
         QCOMPARE(keybinding.binding(), QString());
@@ -132,7 +132,7 @@ private slots:
 
     void installAddsOurEntryAfterTheUsersOwn()
     {
-        seedUserEntry();
+        writeUsersOwnEntry();
         GnomeKeybinding keybinding;
         QCOMPARE(keybinding.install(u"<Alt>n"_qs, u"/usr/bin/tallowfern --toggle"_qs),
                  std::nullopt);
@@ -158,7 +158,7 @@ private slots:
 
     void reinstallUpdatesInPlace()
     {
-        seedUserEntry();
+        writeUsersOwnEntry();
         GnomeKeybinding keybinding;
         QCOMPARE(keybinding.install(u"<Alt>n"_qs, u"tallowfern --toggle"_qs), std::nullopt);
         // The user added another one after ours meanwhile.
@@ -177,7 +177,7 @@ private slots:
 
     void removeLeavesTheOthers()
     {
-        seedUserEntry();
+        writeUsersOwnEntry();
         const QString later = customDir + u"custom1/"_qs;
         GnomeKeybinding keybinding;
         QCOMPARE(keybinding.install(u"<Alt>n"_qs, u"tallowfern --toggle"_qs), std::nullopt);
@@ -199,7 +199,7 @@ private slots:
 
     void blankKeyOrCommandIsRefused()
     {
-        seedUserEntry();
+        writeUsersOwnEntry();
         GnomeKeybinding keybinding;
         QVERIFY(keybinding.install(QString(), u"tallowfern --toggle"_qs).has_value());
         QVERIFY(keybinding.install(u"<Alt>n"_qs, u"  "_qs).has_value());

@@ -30,10 +30,10 @@ struct Changes {
 // Builds the next cards from the current ones: "A" is the current card A as it is, "A*" the
 // same text with a fresh id (as after re-reading the file), "A=x" card A with the text x, and
 // any other name a new card.
-QList<Card> next(const QList<Card> &current, const QString &spec)
+QList<Card> next(const QList<Card> &current, const QString &recipe)
 {
     QList<Card> cards;
-    for (const QString &token : spec.split(u' ', Qt::SkipEmptyParts)) {
+    for (const QString &token : recipe.split(u' ', Qt::SkipEmptyParts)) {
         const QString name = token.section(u'=', 0, 0).remove(u'*');
         const auto found = std::find_if(current.begin(), current.end(),
                                         [&](const Card &c) { return c.text() == name; });
