@@ -6,6 +6,7 @@
 #include "support/PanelView.h"
 #include "support/QuickItems.h"
 #include "support/StoreFixture.h"
+#include "support/ViewFixture.h"
 
 #include <QDir>
 #include <QElapsedTimer>
@@ -47,15 +48,8 @@ QString describe(QRgb pixel)
 
 } // namespace
 
-class TestNotchRootView : public QObject {
+class TestNotchRootView : public QObject, protected ViewFixture {
     Q_OBJECT
-
-    std::unique_ptr<Scratch> m_scratch;
-    FakeClock m_clock;
-    RecordingLauncher m_launcher;
-    std::unique_ptr<BoardStore> m_store;
-    std::unique_ptr<NotchModel> m_model;
-    std::unique_ptr<QQuickView> m_view;
 
     void writeBoard(const QString &day, int todo, int doing, int done)
     {
@@ -64,13 +58,8 @@ class TestNotchRootView : public QObject {
 
     void start()
     {
-        m_store = std::make_unique<BoardStore>(&m_clock, &m_launcher);
-        m_model = std::make_unique<NotchModel>();
-        m_view = panelView(u"notch/NotchRootView.qml"_qs, m_model.get(), m_store.get(), backdrop);
-        QVERIFY2(m_view->status() == QQuickView::Ready, qPrintable(loadErrors(*m_view)));
-        m_view->resize(860, 420);
-        m_view->show();
-        QVERIFY(QTest::qWaitForWindowExposed(m_view.get()));
+        makeStore();
+        showView(u"notch/NotchRootView.qml"_qs, QSize(860, 420), backdrop);
     }
 
     void open()
@@ -101,19 +90,9 @@ class TestNotchRootView : public QObject {
 private slots:
     void initTestCase() { useTimeZone("Europe/Berlin"); }
 
-    void init()
-    {
-        m_scratch = std::make_unique<Scratch>();
-        m_clock.set(2025, 3, 7);
-        m_launcher.opened.clear();
-    }
+    void init() { freshVault(); }
 
-    void cleanup()
-    {
-        m_view.reset();
-        m_model.reset();
-        m_store.reset();
-    }
+    void cleanup() { closeView(); }
 
     void rendersWithTheExpectedSceneGraph()
     {

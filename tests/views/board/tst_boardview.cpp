@@ -6,6 +6,7 @@
 #include "support/PanelView.h"
 #include "support/QuickItems.h"
 #include "support/StoreFixture.h"
+#include "support/ViewFixture.h"
 
 #include <QMimeData>
 #include <QQmlContext>
@@ -40,15 +41,8 @@ constexpr int settleMs = 600;
 } // namespace
 
 // The Board tab in a real Qt Quick window over a store on a scratch vault.
-class TestBoardView : public QObject {
+class TestBoardView : public QObject, protected ViewFixture {
     Q_OBJECT
-
-    std::unique_ptr<Scratch> m_scratch;
-    FakeClock m_clock;
-    RecordingLauncher m_launcher;
-    std::unique_ptr<BoardStore> m_store;
-    std::unique_ptr<NotchModel> m_model;
-    std::unique_ptr<QQuickView> m_view;
 
     QString today() const { return m_scratch->boards() + u"/2025-03-07.md"_qs; }
     QString pastDay() const { return m_scratch->boards() + u"/2025-03-05.md"_qs; }
@@ -56,15 +50,9 @@ class TestBoardView : public QObject {
     void start(const QByteArray &todayText)
     {
         Scratch::write(today(), todayText);
-        m_store = std::make_unique<BoardStore>(&m_clock, &m_launcher);
-        m_model = std::make_unique<NotchModel>();
-        m_view = panelView(u"board/BoardView.qml"_qs, m_model.get(), m_store.get());
-        QVERIFY2(m_view->status() == QQuickView::Ready, qPrintable(loadErrors(*m_view)));
-        m_view->resize(760, 300);
-        m_view->show();
-        QVERIFY(QTest::qWaitForWindowExposed(m_view.get()));
-        m_view->requestActivate();
-        QTest::qWait(50);
+        makeStore();
+        showView(u"board/BoardView.qml"_qs, QSize(760, 300));
+        activateView();
     }
 
     [[nodiscard]] QQuickItem *root() const { return m_view->rootObject(); }
@@ -185,18 +173,9 @@ class TestBoardView : public QObject {
 private slots:
     void initTestCase() { useTimeZone("Europe/Berlin"); }
 
-    void init()
-    {
-        m_scratch = std::make_unique<Scratch>();
-        m_clock.set(2025, 3, 7);
-    }
+    void init() { freshVault(); }
 
-    void cleanup()
-    {
-        m_view.reset();
-        m_model.reset();
-        m_store.reset();
-    }
+    void cleanup() { closeView(); }
 
     void emptyLanesOfToday()
     {

@@ -6,6 +6,7 @@
 #include "support/PanelView.h"
 #include "support/QuickItems.h"
 #include "support/StoreFixture.h"
+#include "support/ViewFixture.h"
 
 #include <QLocale>
 #include <QQmlEngine>
@@ -31,15 +32,8 @@ constexpr int toolTipMs = 900;
 
 } // namespace
 
-class TestCalendarDropdown : public QObject {
+class TestCalendarDropdown : public QObject, protected ViewFixture {
     Q_OBJECT
-
-    std::unique_ptr<Scratch> m_scratch;
-    FakeClock m_clock;
-    RecordingLauncher m_launcher;
-    std::unique_ptr<BoardStore> m_store;
-    std::unique_ptr<NotchModel> m_model;
-    std::unique_ptr<QQuickView> m_view;
 
     void writeBoard(const QString &day)
     {
@@ -48,22 +42,14 @@ class TestCalendarDropdown : public QObject {
 
     void load(const QString &file, const QSize &size = {})
     {
-        m_view = panelView(file, m_model.get(), m_store.get(), Theme::panel);
-        QVERIFY2(m_view->status() == QQuickView::Ready, qPrintable(loadErrors(*m_view)));
         // Alone, the dropdown takes its own size.
-        if (size.isEmpty())
-            m_view->setResizeMode(QQuickView::SizeViewToRootObject);
-        if (!size.isEmpty())
-            m_view->resize(size);
-        m_view->show();
-        QVERIFY(QTest::qWaitForWindowExposed(m_view.get()));
+        showView(file, size, Theme::panel);
     }
 
     // The dropdown alone, as the panel shows it.
     void start()
     {
-        m_store = std::make_unique<BoardStore>(&m_clock, &m_launcher);
-        m_model = std::make_unique<NotchModel>();
+        makeStore();
         m_model->setOpen(true);
         m_model->setShowCalendar(true);
         load(u"calendar/CalendarDropdown.qml"_qs);
@@ -96,18 +82,9 @@ private slots:
         QLocale::setDefault(QLocale(QLocale::English, QLocale::UnitedKingdom));
     }
 
-    void init()
-    {
-        m_scratch = std::make_unique<Scratch>();
-        m_clock.set(2025, 3, 7);
-    }
+    void init() { freshVault(); }
 
-    void cleanup()
-    {
-        m_view.reset();
-        m_model.reset();
-        m_store.reset();
-    }
+    void cleanup() { closeView(); }
 
     void layout()
     {
@@ -246,9 +223,8 @@ private slots:
     {
         writeBoard(u"2025-03-03"_qs);
         writeBoard(u"2025-03-04"_qs);
-        m_store = std::make_unique<BoardStore>(&m_clock, &m_launcher);
+        makeStore();
         m_store->view(u"2025-03-04"_qs);
-        m_model = std::make_unique<NotchModel>();
         m_model->setShowCalendar(true);
         load(u"calendar/CalendarDropdown.qml"_qs);
 
@@ -311,8 +287,7 @@ private slots:
     void inThePanel()
     {
         writeBoard(u"2025-03-04"_qs);
-        m_store = std::make_unique<BoardStore>(&m_clock, &m_launcher);
-        m_model = std::make_unique<NotchModel>();
+        makeStore();
         load(u"notch/NotchRootView.qml"_qs, QSize(860, 420));
         m_model->setOpen(true);
         QTest::qWait(settleMs);

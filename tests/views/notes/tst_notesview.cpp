@@ -4,6 +4,7 @@
 #include "support/PanelView.h"
 #include "support/QuickItems.h"
 #include "support/StoreFixture.h"
+#include "support/ViewFixture.h"
 
 #include <QQmlEngine>
 #include <QQuickItem>
@@ -20,28 +21,16 @@ using QuickItems::findItem;
 using QuickItems::shown;
 
 // The Notes tab in a real window over a store on a scratch vault.
-class TestNotesView : public QObject {
+class TestNotesView : public QObject, protected ViewFixture {
     Q_OBJECT
-
-    std::unique_ptr<Scratch> m_scratch;
-    FakeClock m_clock;
-    RecordingLauncher m_launcher;
-    std::unique_ptr<BoardStore> m_store;
-    std::unique_ptr<NotchModel> m_model;
-    std::unique_ptr<QQuickView> m_view;
 
     QString notePath() const { return m_scratch->notes() + u"/2025-03-07.md"_qs; }
 
     void start()
     {
-        m_store = std::make_unique<BoardStore>(&m_clock, &m_launcher);
-        m_model = std::make_unique<NotchModel>();
-        m_view = panelView(u"notes/NotesView.qml"_qs, m_model.get(), m_store.get());
-        QVERIFY2(m_view->status() == QQuickView::Ready, qPrintable(loadErrors(*m_view)));
-        m_view->resize(760, 300);
-        m_view->show();
-        QVERIFY(QTest::qWaitForWindowExposed(m_view.get()));
-        m_view->requestActivate();
+        makeStore();
+        showView(u"notes/NotesView.qml"_qs, QSize(760, 300));
+        activateView();
         // The list fills once the vault has been walked.
         QTRY_VERIFY(!list()->property("loading").toBool());
     }
@@ -78,20 +67,13 @@ private slots:
 
     void init()
     {
-        m_scratch = std::make_unique<Scratch>();
-        m_clock.set(2025, 3, 7);
-        m_launcher.opened.clear();
+        freshVault();
         Scratch::write(m_scratch->vault() + u"/Inbox.md"_qs, "x\n");
         Scratch::write(m_scratch->vault() + u"/Projects/Garden plan.md"_qs, "x\n");
         Scratch::write(m_scratch->vault() + u"/Projects/Kitchen.md"_qs, "x\n");
     }
 
-    void cleanup()
-    {
-        m_view.reset();
-        m_model.reset();
-        m_store.reset();
-    }
+    void cleanup() { closeView(); }
 
     void placeholderFollowsTheText()
     {

@@ -9,6 +9,7 @@
 #include "support/PanelView.h"
 #include "support/QuickItems.h"
 #include "support/StoreFixture.h"
+#include "support/ViewFixture.h"
 
 #include <QClipboard>
 #include <QGuiApplication>
@@ -41,35 +42,23 @@ constexpr QSize tabArea{716, 312};
 
 // The Settings tab in a real Qt Quick window over a store on a scratch vault, with the folder
 // dialog and the file manager played by the test.
-class TestSettingsView : public QObject {
+class TestSettingsView : public QObject, protected ViewFixture {
     Q_OBJECT
 
-    std::unique_ptr<Scratch> m_scratch;
-    FakeClock m_clock;
-    RecordingLauncher m_launcher;
     std::unique_ptr<FakeDesktopServices> m_desktop;
-    std::unique_ptr<BoardStore> m_store;
-    std::unique_ptr<NotchModel> m_model;
-    std::unique_ptr<QQuickView> m_view;
     QStringList m_panel;
 
     void start()
     {
         if (!m_store) {
-            m_store = std::make_unique<BoardStore>(&m_clock, &m_launcher);
-            m_model = std::make_unique<NotchModel>();
+            makeStore();
             m_model->setTab(NotchModel::Tab::Settings);
             m_model->setCloseRequested([this] { m_panel.append(u"close"_qs); });
             m_model->setOpenRequested(
                 [this](bool pin) { m_panel.append(pin ? u"open pinned"_qs : u"open"_qs); });
         }
-        m_view = panelView(u"settings/SettingsView.qml"_qs, m_model.get(), m_store.get());
-        QVERIFY2(m_view->status() == QQuickView::Ready, qPrintable(loadErrors(*m_view)));
-        m_view->resize(tabArea);
-        m_view->show();
-        QVERIFY(QTest::qWaitForWindowExposed(m_view.get()));
-        m_view->requestActivate();
-        QTest::qWait(50);
+        showView(u"settings/SettingsView.qml"_qs, tabArea);
+        activateView();
     }
     // The view built again, as when the panel opens again on the Settings tab.
     void showAgain()
@@ -168,16 +157,13 @@ private slots:
 
     void init()
     {
-        m_scratch = std::make_unique<Scratch>();
-        m_clock.set(2025, 3, 7);
+        freshVault();
         m_desktop = std::make_unique<FakeDesktopServices>();
         m_panel.clear();
     }
     void cleanup()
     {
-        m_view.reset();
-        m_model.reset();
-        m_store.reset();
+        closeView();
         m_desktop.reset();
     }
 
@@ -451,9 +437,7 @@ private slots:
 
         // Stored for the next launch.
         click(toggle);
-        m_view.reset();
-        m_model.reset();
-        m_store.reset();
+        closeView();
         BoardStore again(&m_clock, &m_launcher);
         QVERIFY(!again.property(property).toBool());
     }
