@@ -1,5 +1,6 @@
 #include "Checks.h"
 #include "PanelScreen.h"
+#include "PanelSession.h"
 #include "ScreenText.h"
 #include "TallowfernProcess.h"
 #include "XServer.h"
@@ -109,14 +110,13 @@ QStringList doneCards(const QStringList &titles)
 
 } // namespace
 
-class TestBoardE2e : public QObject {
+class TestBoardE2e : public QObject, protected PanelSession {
     Q_OBJECT
 
-    std::unique_ptr<XServer> m_x;
-    std::unique_ptr<TallowfernProcess> m_app;
-    xcb_window_t m_content = 0;
-    QRect m_window; // the content window, in root coordinates
+public:
+    TestBoardE2e() : PanelSession(QStringLiteral(SCREENSHOT_DIR)) {}
 
+private:
     // ---- where things are
 
     // The board's area: below the header, and below the banner while an earlier day is shown.
@@ -144,13 +144,6 @@ class TestBoardE2e : public QObject {
         return QRect(m_window.x() + ContentLeft, m_window.y(), ContentWidth, HeaderHeight);
     }
 
-    [[nodiscard]] QRgb at(QPoint point) const { return m_x->pixel(point.x(), point.y()); }
-    [[nodiscard]] bool isOpen() const { return PanelScreen::isOpen(*m_x, m_window); }
-    [[nodiscard]] bool contentHasFocus() const
-    {
-        return m_content != 0 && m_x->isSameOrInside(m_x->inputFocus(), m_content);
-    }
-
     // ---- files
 
     [[nodiscard]] QString todayPath() const { return m_app->boardPath(QDate::currentDate()); }
@@ -174,11 +167,6 @@ class TestBoardE2e : public QObject {
     }
 
     // ---- screen
-
-    QString failure(const QString &what) const
-    {
-        return PanelScreen::failure(*m_x, QStringLiteral(SCREENSHOT_DIR), m_window, what);
-    }
 
     // Waits until `phrase` can be read in `area`; its box, or nothing with what was read.
     std::optional<QRect> waitForText(const QRect &area, const QString &phrase, QString *read,
@@ -205,26 +193,8 @@ class TestBoardE2e : public QObject {
         if (box != nullptr)
             *box = *found;
     }
-    void expectNoText(const QList<Word> &words, const QString &phrase, const QString &where)
-    {
-        VERIFY_SCREEN(!ScreenText::findPhrase(words, phrase).has_value(),
-                      u"\"%1\" is still in %2; tesseract read %3"_qs.arg(
-                          phrase, where, ScreenText::describe(words)));
-    }
 
     // ---- pointer and keyboard
-
-    void run(const QStringList &arguments)
-    {
-        QString error;
-        QVERIFY2(m_x->xdotool(arguments, &error), qPrintable(error));
-    }
-    void click(QPoint point, int button = 1)
-    {
-        run(XServer::moveTo(point, {u"sleep"_qs, u"0.1"_qs, u"click"_qs, QString::number(button)}));
-    }
-    void type(const QString &text) { run({u"type"_qs, u"--delay"_qs, u"30"_qs, text}); }
-    void key(const QString &name) { run({u"key"_qs, name}); }
 
     // Presses on `from`, moves in small steps to `to` and lets go there, as a hand drags.
     void drag(QPoint from, QPoint to)
@@ -261,56 +231,29 @@ class TestBoardE2e : public QObject {
                   const QStringList &done = {},
                   const std::function<void(TallowfernProcess &)> &more = {})
     {
-        CHECKED(run(XServer::moveTo(FarAway)));
-        m_app = std::make_unique<TallowfernProcess>(*m_x);
-        if (!toDo.isEmpty() || !doing.isEmpty() || !done.isEmpty())
-            QVERIFY(writeAtomically(todayPath(), boardMarkdown(toDo, doing, done)));
-        if (more)
-            more(*m_app);
-        const QString error = m_app->start();
-        QVERIFY2(error.isEmpty(), qPrintable(error));
-        m_content = m_app->waitForPanel();
-        QVERIFY2(m_content != 0, "the panel's windows never mapped");
-        m_window = m_x->geometry(m_content);
-        QCOMPARE(m_window.size(), QSize(860, 420));
-        // The closed notch is drawn once the app is up.
-        VERIFY_SCREEN(waitFor([this] { return PanelScreen::showsNotch(*m_x, m_window); }),
-                      u"the closed notch never showed"_qs);
+        PanelSession::startApp([&] {
+            if (!toDo.isEmpty() || !doing.isEmpty() || !done.isEmpty())
+                QVERIFY(writeAtomically(todayPath(), boardMarkdown(toDo, doing, done)));
+            if (more)
+                more(*m_app);
+        });
     }
 
     // Alt+N: the panel opens pinned on the Board tab, and the To do lane's field takes the
     // keyboard a moment later.
     void openPinned()
     {
-        CHECKED(key(u"alt+n"_qs));
-        VERIFY_SCREEN(waitFor([this] { return isOpen(); }), u"Alt+N did not open the panel"_qs);
-        VERIFY_SCREEN(waitFor([this] { return contentHasFocus(); }),
-                      u"the pinned panel did not take the keyboard focus"_qs);
-        VERIFY_SCREEN(ScreenText::settle(*m_x, boardArea()), u"the board never came to rest"_qs);
+        CHECKED(PanelSession::openPinned(boardArea()));
         QTest::qWait(250);
     }
 
 private slots:
     void initTestCase()
     {
-        PanelScreen::prepare(
-            QStringLiteral(SCREENSHOT_DIR),
-            {u"Xvfb"_qs, u"xcompmgr"_qs, u"openbox"_qs, u"xdotool"_qs, u"tesseract"_qs});
+        prepare({u"Xvfb"_qs, u"xcompmgr"_qs, u"openbox"_qs, u"xdotool"_qs, u"tesseract"_qs});
     }
-    void init()
-    {
-        // Under a window manager, as on a desktop.
-        m_x = std::make_unique<XServer>();
-        const QString error = m_x->start(true);
-        QVERIFY2(error.isEmpty(), qPrintable(error));
-    }
-    void cleanup()
-    {
-        TallowfernProcess::finish(m_app);
-        m_x.reset();
-        m_content = 0;
-        m_window = QRect();
-    }
+    void init() { startServer(); }
+    void cleanup() { stopAll(); }
 
     // Typed tasks go to the end of To do, one after another, and the field stays ready.
     void typedTasksAreAddedInOrder()

@@ -1,5 +1,6 @@
 #include "Checks.h"
 #include "PanelScreen.h"
+#include "PanelSession.h"
 #include "ScreenText.h"
 #include "TallowfernProcess.h"
 #include "XServer.h"
@@ -114,14 +115,13 @@ enum class Leave { Escape, HotKey, SwitchTab };
 
 Q_DECLARE_METATYPE(Leave)
 
-class TestNotesE2e : public QObject {
+class TestNotesE2e : public QObject, protected PanelSession {
     Q_OBJECT
 
-    std::unique_ptr<XServer> m_x;
-    std::unique_ptr<TallowfernProcess> m_app;
-    xcb_window_t m_content = 0;
-    QRect m_window; // the content window, in root coordinates
+public:
+    TestNotesE2e() : PanelSession(QStringLiteral(SCREENSHOT_DIR)) {}
 
+private:
     // ---- where things are
 
     [[nodiscard]] QRect headerArea() const
@@ -150,14 +150,6 @@ class TestNotesE2e : public QObject {
     {
         const int top = SearchTop + SearchHeight;
         return QRect(tabArea().x(), tabArea().y() + top, ContentWidth, TabHeight - top);
-    }
-
-    [[nodiscard]] QRgb at(QPoint point) const { return m_x->pixel(point.x(), point.y()); }
-    [[nodiscard]] bool isOpen() const { return PanelScreen::isOpen(*m_x, m_window); }
-    [[nodiscard]] bool isClosed() const { return PanelScreen::isClosed(*m_x, m_window); }
-    [[nodiscard]] bool contentHasFocus() const
-    {
-        return m_content != 0 && m_x->isSameOrInside(m_x->inputFocus(), m_content);
     }
 
     // ---- files
@@ -192,11 +184,6 @@ class TestNotesE2e : public QObject {
 
     // ---- screen
 
-    QString failure(const QString &what) const
-    {
-        return PanelScreen::failure(*m_x, QStringLiteral(SCREENSHOT_DIR), m_window, what);
-    }
-
     // Waits until every one of `phrases` can be read in `area` at once; that reading in `read`.
     void expectTexts(const QRect &area, const QStringList &phrases, const QString &where,
                      QList<Word> *read = nullptr, int timeoutMs = 4000)
@@ -222,55 +209,13 @@ class TestNotesE2e : public QObject {
                       u"\"%1\" not in %2; tesseract read %3"_qs.arg(
                           missing.join(u"\", \""_qs), where, ScreenText::describe(words)));
     }
-    void expectNoText(const QList<Word> &words, const QString &phrase, const QString &where)
-    {
-        VERIFY_SCREEN(!ScreenText::findPhrase(words, phrase).has_value(),
-                      u"\"%1\" is still in %2; tesseract read %3"_qs.arg(
-                          phrase, where, ScreenText::describe(words)));
-    }
 
     // ---- pointer and keyboard
 
-    void run(const QStringList &arguments)
-    {
-        QString error;
-        QVERIFY2(m_x->xdotool(arguments, &error), qPrintable(error));
-    }
-    void click(QPoint point)
-    {
-        run(XServer::moveTo(point, {u"sleep"_qs, u"0.1"_qs, u"click"_qs, u"1"_qs}));
-    }
-    void type(const QString &text) { run({u"type"_qs, u"--delay"_qs, u"30"_qs, u"--"_qs, text}); }
-    void key(const QString &name) { run({u"key"_qs, name}); }
-
     // ---- the app
 
-    // Starts the app, closed, with the pointer far away; `more` prepares its scratch folder.
-    void startApp(const std::function<void()> &more = {})
-    {
-        CHECKED(run(XServer::moveTo(FarAway)));
-        m_app = std::make_unique<TallowfernProcess>(*m_x);
-        if (more)
-            CHECKED(more());
-        const QString error = m_app->start();
-        QVERIFY2(error.isEmpty(), qPrintable(error));
-        m_content = m_app->waitForPanel();
-        QVERIFY2(m_content != 0, "the panel's windows never mapped");
-        m_window = m_x->geometry(m_content);
-        QCOMPARE(m_window.size(), QSize(860, 420));
-        VERIFY_SCREEN(waitFor([this] { return PanelScreen::showsNotch(*m_x, m_window); }),
-                      u"the closed notch never showed"_qs);
-    }
-
     // Alt+N: the panel opens pinned on the Board tab and takes the keyboard.
-    void openPinned()
-    {
-        CHECKED(key(u"alt+n"_qs));
-        VERIFY_SCREEN(waitFor([this] { return isOpen(); }), u"Alt+N did not open the panel"_qs);
-        VERIFY_SCREEN(waitFor([this] { return contentHasFocus(); }),
-                      u"the pinned panel did not take the keyboard focus"_qs);
-        VERIFY_SCREEN(ScreenText::settle(*m_x, tabArea()), u"the board never came to rest"_qs);
-    }
+    void openPinned() { PanelSession::openPinned(tabArea()); }
 
     // To the Notes tab through its button in the header, found by its label.
     void clickNotesTab()
@@ -299,24 +244,11 @@ private slots:
     void initTestCase()
     {
         qRegisterMetaType<Leave>();
-        PanelScreen::prepare(QStringLiteral(SCREENSHOT_DIR),
-                             {u"Xvfb"_qs, u"xcompmgr"_qs, u"openbox"_qs, u"xdotool"_qs,
-                              u"tesseract"_qs, u"xdg-open"_qs});
+        prepare({u"Xvfb"_qs, u"xcompmgr"_qs, u"openbox"_qs, u"xdotool"_qs, u"tesseract"_qs,
+                 u"xdg-open"_qs});
     }
-    void init()
-    {
-        // Under a window manager, as on a desktop.
-        m_x = std::make_unique<XServer>();
-        const QString error = m_x->start(true);
-        QVERIFY2(error.isEmpty(), qPrintable(error));
-    }
-    void cleanup()
-    {
-        TallowfernProcess::finish(m_app);
-        m_x.reset();
-        m_content = 0;
-        m_window = QRect();
-    }
+    void init() { startServer(); }
+    void cleanup() { stopAll(); }
 
     // "- " becomes a bullet, Return continues the list, Tab indents the new bullet; half a second
     // after the last key the note is on disk as Markdown.

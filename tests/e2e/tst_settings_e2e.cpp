@@ -1,5 +1,6 @@
 #include "Checks.h"
 #include "PanelScreen.h"
+#include "PanelSession.h"
 #include "ScreenText.h"
 #include "TallowfernProcess.h"
 #include "XServer.h"
@@ -46,15 +47,13 @@ QString readFile(const QString &path)
 
 } // namespace
 
-class TestSettingsE2e : public QObject {
+class TestSettingsE2e : public QObject, protected PanelSession {
     Q_OBJECT
 
-    std::unique_ptr<XServer> m_x;
-    std::unique_ptr<TallowfernProcess> m_app;
-    // The app started again over the settings that the first run left behind.
-    xcb_window_t m_content = 0;
-    QRect m_window; // the content window, in root coordinates
+public:
+    TestSettingsE2e() : PanelSession(QStringLiteral(SCREENSHOT_DIR)) {}
 
+private:
     // ---- where things are
 
     [[nodiscard]] QRect tabArea() const
@@ -78,9 +77,6 @@ class TestSettingsE2e : public QObject {
                       m_window.y() + HeaderHeight / 2);
     }
 
-    [[nodiscard]] QRgb at(QPoint point) const { return m_x->pixel(point.x(), point.y()); }
-    [[nodiscard]] bool isOpen() const { return PanelScreen::isOpen(*m_x, m_window); }
-    [[nodiscard]] bool isClosed() const { return PanelScreen::isClosed(*m_x, m_window); }
     // How many pixels of `area` show the accent colour (a recording shortcut's capsule).
     [[nodiscard]] int accentPixels(const QRect &area) const
     {
@@ -96,10 +92,6 @@ class TestSettingsE2e : public QObject {
             }
         }
         return count;
-    }
-    [[nodiscard]] bool contentHasFocus() const
-    {
-        return m_content != 0 && m_x->isSameOrInside(m_x->inputFocus(), m_content);
     }
 
     // ---- files
@@ -131,11 +123,6 @@ class TestSettingsE2e : public QObject {
 
     // ---- screen
 
-    QString failure(const QString &what) const
-    {
-        return PanelScreen::failure(*m_x, QStringLiteral(SCREENSHOT_DIR), m_window, what);
-    }
-
     // Waits until `phrase` can be read in `area` and gives its box.
     void expectText(const QRect &area, const QString &phrase, const QString &where, QRect *box)
     {
@@ -156,38 +143,18 @@ class TestSettingsE2e : public QObject {
 
     // ---- pointer and keyboard
 
-    void run(const QStringList &arguments)
-    {
-        QString error;
-        QVERIFY2(m_x->xdotool(arguments, &error), qPrintable(error));
-    }
-    void click(QPoint point)
-    {
-        run(XServer::moveTo(point, {u"sleep"_qs, u"0.1"_qs, u"click"_qs, u"1"_qs}));
-    }
-    void type(const QString &text) { run({u"type"_qs, u"--delay"_qs, u"30"_qs, text}); }
-    void key(const QString &name) { run({u"key"_qs, name}); }
-
     // ---- the app
 
-    // Waits for the panel's windows of a freshly started app and for the closed notch.
+    // The panel's windows of a freshly started app, then a moment for it to settle.
     void awaitWindows()
     {
-        m_content = m_app->waitForPanel();
-        QVERIFY2(m_content != 0, "the panel's windows never mapped");
-        m_window = m_x->geometry(m_content);
-        QCOMPARE(m_window.size(), QSize(860, 420));
-        VERIFY_SCREEN(waitFor([this] { return PanelScreen::showsNotch(*m_x, m_window); }),
-                      u"the closed notch never showed"_qs);
+        CHECKED(PanelSession::awaitWindows());
         QTest::qWait(300);
     }
     void startApp()
     {
-        CHECKED(run(XServer::moveTo(FarAway)));
-        m_app = std::make_unique<TallowfernProcess>(*m_x);
-        const QString error = m_app->start();
-        QVERIFY2(error.isEmpty(), qPrintable(error));
-        CHECKED(awaitWindows());
+        CHECKED(PanelSession::startApp());
+        QTest::qWait(300);
     }
     // Quits the app and starts it again with the same home, config and vault.
     void restartApp()
@@ -239,27 +206,14 @@ class TestSettingsE2e : public QObject {
 private slots:
     void initTestCase()
     {
-        PanelScreen::prepare(
-            QStringLiteral(SCREENSHOT_DIR),
-            {u"Xvfb"_qs, u"xcompmgr"_qs, u"openbox"_qs, u"xdotool"_qs, u"tesseract"_qs});
+        prepare({u"Xvfb"_qs, u"xcompmgr"_qs, u"openbox"_qs, u"xdotool"_qs, u"tesseract"_qs});
     }
-    void init()
-    {
-        // Under a window manager, as on a desktop.
-        m_x = std::make_unique<XServer>();
-        const QString error = m_x->start(true);
-        QVERIFY2(error.isEmpty(), qPrintable(error));
-    }
+    void init() { startServer(); }
     void cleanup()
     {
-        if (m_app && QTest::currentTestFailed())
-            qWarning().noquote() << "the app printed:\n" << m_app->output();
-        if (m_app)
-            QVERIFY2(m_app->isRunning(), "the app quit on its own");
-        m_app.reset();
-        m_x.reset();
-        m_content = 0;
-        m_window = QRect();
+        const bool quitOnItsOwn = m_app && !m_app->isRunning();
+        stopAll();
+        QVERIFY2(!quitOnItsOwn, "the app quit on its own");
     }
 
     // Ctrl+Alt+K recorded for "Open Tallowfern" takes over from Alt+N, also after a restart.
