@@ -1,11 +1,11 @@
 #include "Snapshot.h"
 
-#include "SteppedAnimationDriver.h"
 #include "io/TextFile.h"
 #include "model/Board.h"
 #include "notch/NotchController.h"
 #include "store/BoardStore.h"
 #include "views/IconProvider.h"
+#include "views/SteppedAnimationDriver.h"
 #include "views/board/CardPreviewProvider.h"
 
 #include <QApplication>

@@ -119,13 +119,11 @@ NotchController::NotchController(BoardStore *store, QQmlEngine *engine, const QU
     relayout();
     m_compositing = m_overlay->isCompositing();
     updateMask();
-    m_sensor->show();
-    m_panel->show();
-    // The sensor under the panel.
-    m_overlay->keepAbove({m_sensor, m_panel});
 
     // The hot key follows the stored shortcut and is off while a shortcut is being recorded, so
-    // that the keys reach the recorder.
+    // that the keys reach the recorder. Bound before the windows show: once the notch is on the
+    // screen the hot key must work, and a busy machine could otherwise answer a press in between
+    // with nothing.
     m_globalShortcut = GlobalShortcut::forSession(this);
     m_model->setShortcutSetup(new ShortcutSetup(m_globalShortcut, m_store, this));
     connect(m_globalShortcut, &GlobalShortcut::activated, m_behavior,
@@ -143,6 +141,11 @@ NotchController::NotchController(BoardStore *store, QQmlEngine *engine, const QU
     }
     connect(m_model, &NotchModel::recordingChanged, this, &NotchController::followOpenShortcut);
     followOpenShortcut();
+
+    m_sensor->show();
+    m_panel->show();
+    // The sensor under the panel.
+    m_overlay->keepAbove({m_sensor, m_panel});
 }
 
 NotchController::~NotchController()

@@ -2,15 +2,12 @@
 
 #include "platform/PlatformLog.h"
 #include "platform/WaylandGlobals.h"
+#include "platform/WaylandProtocols.h"
 
 #include <sys/mman.h>
 #include <unistd.h>
 
 #include <wayland-client.h>
-#define namespace namespace_
-#include "wlr-layer-shell-unstable-v1-client-protocol.h"
-#undef namespace
-#include "viewporter-client-protocol.h"
 
 namespace {
 
@@ -36,10 +33,10 @@ wl_buffer *transparentPixel(wl_shm *shm)
 } // namespace
 
 struct ClickCatcherListeners {
-    static void configure(void *data, zwlr_layer_surface_v1 *layer, uint32_t serial, uint32_t w,
+    static void configure(void *data, zwlr_layer_surface_v1 *surface, uint32_t serial, uint32_t w,
                           uint32_t h)
     {
-        zwlr_layer_surface_v1_ack_configure(layer, serial);
+        zwlr_layer_surface_v1_ack_configure(surface, serial);
         auto *self = static_cast<ClickCatcher *>(data);
         const QSize size{int(w), int(h)};
         if (size.isEmpty() || size == self->m_size)

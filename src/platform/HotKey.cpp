@@ -5,6 +5,7 @@
 #include "platform/PlatformLog.h"
 #include "platform/ShortcutKeys.h"
 #include "platform/ShortcutNotation.h"
+#include "platform/X11Application.h"
 #include "platform/XcbReply.h"
 
 #include <QGuiApplication>
@@ -55,8 +56,7 @@ quint16 maskOf(xcb_connection_t *c, quint32 keysym)
 HotKey::HotKey(std::function<void()> action, QObject *parent)
     : GlobalShortcutBackend(parent), m_action(std::move(action))
 {
-    if (auto *x11 =
-            qGuiApp ? qGuiApp->nativeInterface<QNativeInterface::QX11Application>() : nullptr)
+    if (auto *x11 = x11Application())
         m_connection = x11->connection();
     if (!m_connection)
         return;

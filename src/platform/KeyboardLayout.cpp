@@ -1,5 +1,7 @@
 #include "KeyboardLayout.h"
 
+#include "platform/X11Application.h"
+
 #include <QGuiApplication>
 #include <QtGui/qguiapplication_platform.h>
 
@@ -151,10 +153,8 @@ const KeyboardLayout *KeyboardLayout::current()
 {
     if (!cachedCurrentValid) {
         std::unique_ptr<KeyboardLayout> layout;
-        if (qGuiApp) {
-            if (auto *x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>())
-                layout = fromX11(x11->connection());
-        }
+        if (auto *x11 = x11Application())
+            layout = fromX11(x11->connection());
         if (!layout)
             layout = fromNames();
         cachedCurrent() = std::move(layout);

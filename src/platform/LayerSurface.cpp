@@ -2,6 +2,7 @@
 
 #include "platform/PlatformLog.h"
 #include "platform/WaylandGlobals.h"
+#include "platform/WaylandProtocols.h"
 
 #include <QGuiApplication>
 #include <QScreen>
@@ -9,10 +10,6 @@
 #include <qpa/qplatformnativeinterface.h>
 
 #include <wayland-client.h>
-// The protocol has a request argument named "namespace".
-#define namespace namespace_
-#include "wlr-layer-shell-unstable-v1-client-protocol.h"
-#undef namespace
 
 namespace {
 

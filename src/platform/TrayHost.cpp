@@ -1,6 +1,7 @@
 #include "TrayHost.h"
 
 #include "platform/PlatformLog.h"
+#include "platform/X11Application.h"
 #include "platform/XcbReply.h"
 
 #include <QDBusConnection>
@@ -63,7 +64,7 @@ bool TrayHost::statusNotifierHost()
 
 bool TrayHost::xembedTray()
 {
-    auto *x11 = qGuiApp ? qGuiApp->nativeInterface<QNativeInterface::QX11Application>() : nullptr;
+    auto *x11 = x11Application();
     xcb_connection_t *c = x11 ? x11->connection() : nullptr;
     if (!c)
         return false;

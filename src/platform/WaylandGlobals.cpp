@@ -1,6 +1,7 @@
 #include "WaylandGlobals.h"
 
 #include "platform/PlatformLog.h"
+#include "platform/WaylandProtocols.h"
 
 #include <QGuiApplication>
 #include <qpa/qplatformnativeinterface.h>
@@ -9,11 +10,6 @@
 #include <cstring>
 
 #include <wayland-client.h>
-// The protocol has a request argument named "namespace".
-#define namespace namespace_
-#include "wlr-layer-shell-unstable-v1-client-protocol.h"
-#undef namespace
-#include "viewporter-client-protocol.h"
 
 namespace {
 

@@ -1,5 +1,6 @@
 #include "X11Overlay.h"
 
+#include "platform/X11Application.h"
 #include "platform/XcbReply.h"
 
 #include <QGuiApplication>
@@ -18,7 +19,7 @@ namespace {
 
 xcb_connection_t *connection()
 {
-    auto *x11 = qGuiApp ? qGuiApp->nativeInterface<QNativeInterface::QX11Application>() : nullptr;
+    auto *x11 = x11Application();
     return x11 ? x11->connection() : nullptr;
 }
 

@@ -4,6 +4,7 @@
 #include "io/TextFile.h"
 #include "notes/QuickNoteFormat.h"
 #include "store/Clock.h"
+#include "store/StoreLog.h"
 
 #include <QFileInfo>
 
@@ -11,7 +12,12 @@ QuickNote::QuickNote(const Clock *clock, QObject *parent) : QObject(parent), m_c
 {
     m_timer.setSingleShot(true);
     m_timer.setInterval(saveDelayMs);
-    connect(&m_timer, &QTimer::timeout, this, &QuickNote::flush);
+    connect(&m_timer, &QTimer::timeout, this, [this] {
+        // Which of the two ways wrote it is not visible in the file; the log tells them apart.
+        if (m_pending)
+            qCDebug(lcStore, "quick note written after the typing pause");
+        writePending();
+    });
 }
 
 QString QuickNote::load(const QString &path)
@@ -27,6 +33,13 @@ void QuickNote::save(const QString &text, const QString &path)
 }
 
 void QuickNote::flush()
+{
+    if (m_pending)
+        qCDebug(lcStore, "quick note written at once");
+    writePending();
+}
+
+void QuickNote::writePending()
 {
     if (!m_pending)
         return;

@@ -49,6 +49,7 @@ private:
     };
 
     void write(const QString &text, const QString &path);
+    void writePending();
     void setLastError(const QString &error);
 
     const Clock *m_clock;

@@ -100,6 +100,8 @@ QProcessEnvironment TallowfernProcess::environment() const
     environment.insert(u"DBUS_SESSION_BUS_ADDRESS"_qs, m_sessionBus.isEmpty()
                                                            ? u"unix:path="_qs + path(u"no-bus"_qs)
                                                            : m_sessionBus);
+    if (!m_loggingRules.isEmpty())
+        environment.insert(u"QT_LOGGING_RULES"_qs, m_loggingRules);
     return environment;
 }
 

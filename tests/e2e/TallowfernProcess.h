@@ -28,6 +28,8 @@ public:
     // The session bus the app talks to; by default one that is not there, so that nothing reaches
     // the user's desktop. Call before start().
     void setSessionBus(const QString &address) { m_sessionBus = address; }
+    // QT_LOGGING_RULES for the app, for what only its log shows. Call before start().
+    void setLoggingRules(const QString &rules) { m_loggingRules = rules; }
     // What the app is started with: the server's display, the scratch folders and the bus.
     [[nodiscard]] QProcessEnvironment environment() const;
     // An empty string on success, otherwise what went wrong.
@@ -60,4 +62,5 @@ private:
     QTemporaryDir m_dir;
     QProcess m_process;
     QString m_sessionBus;
+    QString m_loggingRules;
 };

@@ -343,6 +343,10 @@ private slots:
             CHECKED(openByHovering());
             CHECKED(movePointer(ToDoAddField));
             CHECKED(run({u"click"_qs, u"1"_qs}));
+            // The field has the keyboard only once the window manager has given the panel the
+            // focus, which a busy machine takes a while over; the pointer leaves after that.
+            VERIFY_SCREEN(waitFor([this] { return contentHasFocus(); }),
+                          u"the click into the add field did not give the panel the keyboard"_qs);
         }
         // Leaving alone does not close it.
         CHECKED(movePointer({100, 900}));

@@ -12,7 +12,10 @@ namespace {
 
 void report(const char *format, auto... args)
 {
-    std::printf(format, args...);
+    if constexpr (sizeof...(args) == 0)
+        std::fputs(format, stdout);
+    else
+        std::printf(format, args...);
     std::putchar('\n');
     // The test reads the lines while the window is still running.
     std::fflush(stdout);

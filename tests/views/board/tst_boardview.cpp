@@ -244,8 +244,7 @@ private slots:
         QVERIFY(m_model->isEditing());
         click(input(u"doing"_qs));
         m_model->requestAddFocus();
-        QTest::qWait(400);
-        QVERIFY(input(u"todo"_qs)->hasActiveFocus());
+        QTRY_VERIFY(input(u"todo"_qs)->hasActiveFocus());
     }
 
     void checkButtonStates()
@@ -436,7 +435,7 @@ private slots:
         m_store->view(u"2025-03-05"_qs);
         QTest::qWait(settleMs);
         for (const QString &kind : {u"todo"_qs, u"doing"_qs, u"done"_qs})
-            QVERIFY(!shown(input(kind)));
+            QTRY_VERIFY(!shown(input(kind)));
         QCOMPARE(in(lane(u"doing"_qs), u"placeholder"_qs)->property("text").toString(),
                  u"Nothing here"_qs);
 
