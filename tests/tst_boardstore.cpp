@@ -16,14 +16,6 @@
 
 namespace {
 
-QStringList texts(const Board &board, LaneKind kind)
-{
-    QStringList result;
-    for (const Card &card : board.cards(kind))
-        result.append(card.text());
-    return result;
-}
-
 QStringList filesIn(const QString &folder)
 {
     return QDir(folder).entryList(QDir::Files | QDir::Hidden | QDir::NoDotAndDotDot, QDir::Name);

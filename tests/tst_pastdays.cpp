@@ -11,18 +11,6 @@
 
 #include <memory>
 
-namespace {
-
-QStringList texts(const Board &board, LaneKind kind)
-{
-    QStringList result;
-    for (const Card &card : board.cards(kind))
-        result.append(card.text());
-    return result;
-}
-
-} // namespace
-
 // Looking at earlier days, and what is shown meanwhile.
 class TestPastDays : public QObject {
     Q_OBJECT

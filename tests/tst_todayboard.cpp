@@ -9,18 +9,6 @@
 
 #include <memory>
 
-namespace {
-
-QStringList texts(const Board &board, LaneKind kind)
-{
-    QStringList result;
-    for (const Card &card : board.cards(kind))
-        result.append(card.text());
-    return result;
-}
-
-} // namespace
-
 // Today's board and its file, with the settings and locations it reads but no store around it.
 class TestTodayBoard : public QObject {
     Q_OBJECT

@@ -36,3 +36,12 @@ inline QByteArray boardText(const QStringList &todo, const QStringList &doing,
         .markdown()
         .toUtf8();
 }
+
+// The texts of the cards in `board`'s lane of `kind`, top to bottom.
+inline QStringList texts(const Board &board, LaneKind kind)
+{
+    QStringList result;
+    for (const Card &card : board.cards(kind))
+        result.append(card.text());
+    return result;
+}
