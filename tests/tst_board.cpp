@@ -1,4 +1,5 @@
 #include "model/Board.h"
+#include "model/BoardEdit.h"
 
 #include <QSet>
 #include <QTest>
@@ -169,6 +170,108 @@ private slots:
         copy.lanes()[0].cards()[0].setText(u"changed"_qs);
         QCOMPARE(original.lanes()[0].cards()[0].text(), u"task"_qs);
         QVERIFY(!(copy == original));
+    }
+
+    // ---- ids across readings, and edits made again on another version
+
+    void adoptIds_data()
+    {
+        QTest::addColumn<QString>("earlier");
+        QTest::addColumn<QString>("newer");
+        // For each card of the newer board, top to bottom: the position ("lane.index") of the
+        // earlier card whose id it takes, or "-" for a new id.
+        QTest::addColumn<QStringList>("from");
+        QTest::newRow("same") << u"## To do\n- [ ] a\n- [ ] b\n"_qs
+                              << u"## To do\n- [ ] a\n- [ ] b\n"_qs
+                              << QStringList{u"0.0"_qs, u"0.1"_qs};
+        QTest::newRow("reordered, one added")
+            << u"## To do\n- [ ] a\n- [ ] b\n"_qs << u"## To do\n- [ ] new\n- [ ] b\n- [ ] a\n"_qs
+            << QStringList{u"-"_qs, u"0.1"_qs, u"0.0"_qs};
+        QTest::newRow("equal texts go to the nearest")
+            << u"## To do\n- [ ] x\n- [ ] y\n- [ ] x\n"_qs << u"## To do\n- [ ] y\n- [ ] x\n"_qs
+            << QStringList{u"0.1"_qs, u"0.0"_qs};
+        QTest::newRow("changed text is a new card")
+            << u"## To do\n- [ ] a\n"_qs << u"## To do\n- [ ] a!\n"_qs << QStringList{u"-"_qs};
+        QTest::newRow("changed extra lines are a new card")
+            << u"## To do\n- [ ] a\n  note\n"_qs << u"## To do\n- [ ] a\n  other\n"_qs
+            << QStringList{u"-"_qs};
+        QTest::newRow("moved to another lane is a new card")
+            << u"## To do\n- [ ] a\n## Doing\n"_qs << u"## To do\n## Doing\n- [ ] a\n"_qs
+            << QStringList{u"-"_qs};
+    }
+    void adoptIds()
+    {
+        QFETCH(QString, earlier);
+        QFETCH(QString, newer);
+        QFETCH(QStringList, from);
+        const Board before = Board::parse(earlier);
+        Board after = Board::parse(newer);
+        after.adoptIds(before);
+        QStringList got;
+        for (const Lane &lane : after.lanes()) {
+            for (const Card &card : lane.cards()) {
+                const auto at = before.locate(card.id());
+                got.append(at ? QString::number(at->lane) + u'.' + QString::number(at->index)
+                              : u"-"_qs);
+            }
+        }
+        QCOMPARE(got, from);
+    }
+
+    void editApplies_data()
+    {
+        QTest::addColumn<QString>("edit");
+        QTest::addColumn<QString>("expected");
+        QTest::addColumn<bool>("applies");
+        // On: To do a, b; Doing c; Done d.
+        QTest::newRow("add") << u"add e doing"_qs << u"a,b|c,e|d"_qs << true;
+        QTest::newRow("move before") << u"move b todo a"_qs << u"b,a|c|d"_qs << true;
+        QTest::newRow("move to the end") << u"move a done"_qs << u"b|c|d,a"_qs << true;
+        QTest::newRow("move before a card elsewhere")
+            << u"move a doing d"_qs << u"b|c,a|d"_qs << true;
+        QTest::newRow("rename") << u"rename c C"_qs << u"a,b|C|d"_qs << true;
+        QTest::newRow("rename to nothing removes") << u"rename c"_qs << u"a,b||d"_qs << true;
+        QTest::newRow("remove") << u"remove d"_qs << u"a,b|c|"_qs << true;
+        QTest::newRow("move of a missing card") << u"move gone done"_qs << u"a,b|c|d"_qs << false;
+        QTest::newRow("rename of a missing card") << u"rename gone x"_qs << u"a,b|c|d"_qs << false;
+        QTest::newRow("remove of a missing card") << u"remove gone"_qs << u"a,b|c|d"_qs << false;
+    }
+    void editApplies()
+    {
+        QFETCH(QString, edit);
+        QFETCH(QString, expected);
+        QFETCH(bool, applies);
+        Board board = Board::parse(u"## To do\n- [ ] a\n- [ ] b\n## Doing\n- [ ] c\n"
+                                   u"## Done\n**Complete**\n- [x] d\n"_qs);
+        const auto card = [&](const QString &text) {
+            for (const Lane &lane : board.lanes())
+                for (const Card &c : lane.cards())
+                    if (c.text() == text)
+                        return c;
+            return Card(text);
+        };
+        const auto kind = [](const QString &name) { return *LaneKind::fromRawValue(name); };
+        const QStringList w = edit.split(u' ');
+        std::optional<BoardEdit> made;
+        if (w[0] == u"add"_qs)
+            made = BoardEdit::add(Card(w[1]), kind(w[2]));
+        else if (w[0] == u"move"_qs)
+            made = BoardEdit::move(card(w[1]), kind(w[2]),
+                                   w.size() > 3 ? std::optional<QUuid>(card(w[3]).id())
+                                                : std::nullopt);
+        else if (w[0] == u"rename"_qs)
+            made = BoardEdit::rename(card(w[1]), w.value(2));
+        else
+            made = BoardEdit::remove(card(w[1]));
+        QCOMPARE(made->applyTo(board), applies);
+        QStringList lanes;
+        for (LaneKind k : LaneKind::allCases()) {
+            QStringList names;
+            for (const Card &c : board.cards(k))
+                names.append(c.text());
+            lanes.append(names.join(u','));
+        }
+        QCOMPARE(lanes.join(u'|'), expected);
     }
 };
 

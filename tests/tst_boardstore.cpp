@@ -518,13 +518,17 @@ private slots:
         QVERIFY(store->board().cards(LaneKind::Todo).isEmpty());
         QCOMPARE(Scratch::read(boardFile(u"2025-03-07"_qs)), latin1);
 
-        // An edit writes the board, but only after the unreadable bytes are kept.
+        QCOMPARE(store->boardUnreadable(), store->lastError());
+
+        // An edit waits for the user's choice instead of writing over the bytes.
         store->add(u"new"_qs, LaneKind::Todo);
+        QCOMPARE(Scratch::read(boardFile(u"2025-03-07"_qs)), latin1);
+        store->startFreshBoard();
         QCOMPARE(store->lastError(), QString());
-        const QStringList copies = filesIn(m_scratch->replaced());
-        QCOMPARE(copies.size(), 1);
-        QVERIFY(copies[0].startsWith(u"2025-03-07.md."_qs));
-        QCOMPARE(Scratch::read(m_scratch->replaced() + u'/' + copies[0]), latin1);
+        QCOMPARE(store->boardUnreadable(), QString());
+        QCOMPARE(Scratch::read(boardFile(u"2025-03-07 (unreadable)"_qs)), latin1);
+        QCOMPARE(texts(store->board(), LaneKind::Todo), QStringList{u"new"_qs});
+        QVERIFY(filesIn(m_scratch->replaced()).isEmpty());
     }
 
     void nonCanonicalFileIsKeptBeforeFirstSave()
@@ -553,18 +557,21 @@ private slots:
         QVERIFY(filesIn(m_scratch->replaced()).isEmpty());
     }
 
-    void outsideChangeNotYetSeenIsKept()
+    void outsideChangeNotYetSeenIsMergedIn()
     {
         auto store = makeStore();
         store->add(u"mine"_qs, LaneKind::Todo);
-        const QByteArray theirs = boardText({u"theirs"_qs}, {}, {});
-        QTest::qWait(20);
+        const QByteArray theirs = boardText({u"mine"_qs, u"theirs"_qs}, {}, {});
         Scratch::write(boardFile(u"2025-03-07"_qs), theirs);
-        // No watcher event handled yet: the store still believes its own version is on disk.
+        // No watcher event handled yet: the edit is made on their version all the same.
         store->add(u"more"_qs, LaneKind::Todo);
-        QCOMPARE(filesIn(m_scratch->replaced()).size(), 1);
-        QCOMPARE(Scratch::read(m_scratch->replaced() + u'/' + filesIn(m_scratch->replaced())[0]),
-                 theirs);
+        const QStringList expected{u"mine"_qs, u"theirs"_qs, u"more"_qs};
+        QCOMPARE(texts(store->board(), LaneKind::Todo), expected);
+        QCOMPARE(texts(Board::parse(QString::fromUtf8(Scratch::read(boardFile(u"2025-03-07"_qs)))),
+                       LaneKind::Todo),
+                 expected);
+        QVERIFY(filesIn(m_scratch->replaced()).isEmpty());
+        QCOMPARE(store->lastError(), QString());
     }
 
     void hugeBoardLoads()

@@ -1,3 +1,4 @@
+#include "io/OpenWriters.h"
 #include "io/TextFile.h"
 #include "support/FileContents.h"
 
@@ -709,6 +710,135 @@ private slots:
         QFETCH(QString, name);
         QFETCH(bool, temporary);
         QCOMPARE(TextFile::isTemporaryName(name), temporary);
+    }
+
+    // ---- replacing only the version that was read
+
+    void replaceStampsFromTheNewFile()
+    {
+        const QString path = at(u"board.md"_qs);
+        QVERIFY(putFile(path, "old"));
+        const auto result = TextFile::replaceIfUnchanged(path, "new", FileStamp::of(path));
+        QCOMPARE(result.outcome, TextFile::Replace::Outcome::Written);
+        QCOMPARE(contentOf(path), QByteArray("new"));
+        QCOMPARE(std::optional<FileStamp>(result.written), FileStamp::of(path));
+        QVERIFY(!result.displaced);
+        QCOMPARE(QDir(m_dir->path()).entryList(QDir::Files | QDir::Hidden).size(), 1);
+    }
+
+    void replaceRefusesAnotherVersion_data()
+    {
+        QTest::addColumn<bool>("existsBefore");
+        QTest::addColumn<bool>("expectMissing");
+        QTest::newRow("rewritten since it was read") << true << false;
+        QTest::newRow("made since it was seen missing") << true << true;
+    }
+    void replaceRefusesAnotherVersion()
+    {
+        QFETCH(bool, existsBefore);
+        QFETCH(bool, expectMissing);
+        const QString path = at(u"board.md"_qs);
+        if (existsBefore)
+            QVERIFY(putFile(path, "first"));
+        const std::optional<FileStamp> read = expectMissing ? std::nullopt : FileStamp::of(path);
+        QVERIFY(putFile(path, "someone else's longer text"));
+        const auto result = TextFile::replaceIfUnchanged(path, "mine", read);
+        QCOMPARE(result.outcome, TextFile::Replace::Outcome::Changed);
+        QCOMPARE(contentOf(path), QByteArray("someone else's longer text"));
+        QCOMPARE(QDir(m_dir->path()).entryList(QDir::Files | QDir::Hidden).size(), 1);
+    }
+
+    void replaceNoticesADeletion()
+    {
+        const QString path = at(u"board.md"_qs);
+        QVERIFY(putFile(path, "first"));
+        const auto read = FileStamp::of(path);
+        QVERIFY(QFile::remove(path));
+        QCOMPARE(TextFile::replaceIfUnchanged(path, "mine", read).outcome,
+                 TextFile::Replace::Outcome::Changed);
+        QVERIFY(!QFileInfo::exists(path));
+        // Seen missing: then it is written.
+        const auto result = TextFile::replaceIfUnchanged(path, "mine", std::nullopt);
+        QCOMPARE(result.outcome, TextFile::Replace::Outcome::Written);
+        QCOMPARE(contentOf(path), QByteArray("mine"));
+        QCOMPARE(std::optional<FileStamp>(result.written), FileStamp::of(path));
+    }
+
+    void replaceWaitsWhileAnotherProgramWrites()
+    {
+        const QString path = at(u"board.md"_qs);
+        QVERIFY(putFile(path, "whole"));
+        const auto read = FileStamp::of(path);
+        // An editor that opened the file to rewrite it in place and has not finished.
+        const int writer = ::open(native(path).constData(), O_WRONLY | O_CLOEXEC);
+        QVERIFY(writer >= 0);
+        const auto closeWriter = qScopeGuard([writer] { ::close(writer); });
+        QVERIFY(OpenWriters::present(path));
+        auto result = TextFile::replaceIfUnchanged(path, "mine", read);
+        QCOMPARE(result.outcome, TextFile::Replace::Outcome::Busy);
+        QCOMPARE(contentOf(path), QByteArray("whole"));
+        result = TextFile::replaceIfUnchanged(path, "mine", read, /*evenWhileWritten=*/true);
+        QCOMPARE(result.outcome, TextFile::Replace::Outcome::Written);
+        QCOMPARE(contentOf(path), QByteArray("mine"));
+    }
+
+    void openWritersSeesOnlyWriters()
+    {
+        const QString path = at(u"note.md"_qs);
+        QVERIFY(putFile(path, "text"));
+        QVERIFY(!OpenWriters::present(path));
+        const int reader = ::open(native(path).constData(), O_RDONLY | O_CLOEXEC);
+        QVERIFY(reader >= 0);
+        QVERIFY(!OpenWriters::present(path));
+        ::close(reader);
+        QVERIFY(!OpenWriters::present(at(u"missing.md"_qs)));
+    }
+
+    void saveBetweenCheckAndRenameIsHandedBack_data()
+    {
+        QTest::addColumn<bool>("inPlace");
+        QTest::newRow("rewritten in place") << true;
+        QTest::newRow("replaced by rename") << false;
+    }
+    void saveBetweenCheckAndRenameIsHandedBack()
+    {
+        QFETCH(bool, inPlace);
+        const QString path = at(u"board.md"_qs);
+        QVERIFY(putFile(path, "read"));
+        const auto read = FileStamp::of(path);
+        static bool writeInPlace;
+        writeInPlace = inPlace;
+        TextFile::setRenameObserver([](TextFile::RenameMoment moment, const QString &target) {
+            if (moment != TextFile::RenameMoment::Before)
+                return;
+            if (writeInPlace)
+                putFile(target, "theirs, in place");
+            else
+                QVERIFY(!TextFile::writeAtomically(target, "theirs, renamed"));
+        });
+        const auto stop = qScopeGuard([] { TextFile::setRenameObserver(nullptr); });
+        const auto result = TextFile::replaceIfUnchanged(path, "mine", read);
+        QCOMPARE(result.outcome, TextFile::Replace::Outcome::Written);
+        QCOMPARE(contentOf(path), QByteArray("mine"));
+        QVERIFY(result.displaced);
+        QCOMPARE(*result.displaced, QByteArray(inPlace ? "theirs, in place" : "theirs, renamed"));
+        QCOMPARE(QDir(m_dir->path()).entryList(QDir::Files | QDir::Hidden).size(), 1);
+    }
+
+    void saveRightAfterTheRenameIsNotTakenForOurs()
+    {
+        const QString path = at(u"board.md"_qs);
+        QVERIFY(putFile(path, "read"));
+        TextFile::setRenameObserver([](TextFile::RenameMoment moment, const QString &target) {
+            if (moment == TextFile::RenameMoment::After)
+                putFile(target, "theirs, right after");
+        });
+        const auto stop = qScopeGuard([] { TextFile::setRenameObserver(nullptr); });
+        const auto result = TextFile::replaceIfUnchanged(path, "mine", FileStamp::of(path));
+        QCOMPARE(result.outcome, TextFile::Replace::Outcome::Written);
+        // The stamp is the new file's as written, so the later save shows as a change.
+        QVERIFY(FileStamp::of(path) != std::optional<FileStamp>(result.written));
+        QCOMPARE(contentOf(path), QByteArray("theirs, right after"));
     }
 };
 

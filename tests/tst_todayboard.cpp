@@ -1,13 +1,18 @@
+#include "io/TextFile.h"
 #include "store/Preferences.h"
 #include "store/TodayBoard.h"
 #include "store/VaultLocations.h"
 #include "support/BoardText.h"
 #include "support/StoreFixture.h"
 
+#include <QScopeGuard>
 #include <QSignalSpy>
 #include <QTest>
 
 #include <memory>
+
+#include <fcntl.h>
+#include <unistd.h>
 
 // Today's board and its file, with the settings and locations it reads but no store around it.
 class TestTodayBoard : public QObject {
@@ -155,31 +160,256 @@ private slots:
         QCOMPARE(changed.count(), 1);
     }
 
-    void unreadableFileIsKeptBeforeTheFirstSave_data()
+    void unreadableTodayIsNotEditedOver_data()
     {
         QTest::addColumn<QByteArray>("bytes");
-        QTest::addColumn<QString>("error");
-        QTest::newRow("not UTF-8")
-            << QByteArray("## To do\n- [ ] caf\xe9\n") << u"Couldn't read 2025-03-07.md: "_qs;
-        QTest::newRow("not canonical") << QByteArray("Intro\n## To do\n* [ ] star\n") << QString();
+        QTest::newRow("not UTF-8") << QByteArray("## To do\n- [ ] caf\xe9\n");
+        QTest::newRow("cut in a character") << QByteArray("## To do\n- [ ] caf\xc3");
     }
-    void unreadableFileIsKeptBeforeTheFirstSave()
+    void unreadableTodayIsNotEditedOver()
     {
         QFETCH(QByteArray, bytes);
-        QFETCH(QString, error);
+        const QString file = boardFile(u"2025-03-07"_qs);
+        Scratch::write(file, bytes);
+        const auto today = makeToday();
+        QVERIFY2(today->lastError().startsWith(u"Couldn't read 2025-03-07.md: "_qs),
+                 qPrintable(today->lastError()));
+        QCOMPARE(today->unreadable(), today->lastError());
+
+        // Edits are shown but wait: the file stays as it is.
+        today->add(u"new"_qs, LaneKind::Todo);
+        QCOMPARE(texts(today->board(), LaneKind::Todo), QStringList{u"new"_qs});
+        QCOMPARE(today->pendingEdits(), 1);
+        QCOMPARE(Scratch::read(file), bytes);
+        QVERIFY(replacedCopies().isEmpty());
+
+        // A fresh board keeps the old file beside it and takes the edits that waited.
+        today->startFreshBoard();
+        QCOMPARE(today->unreadable(), QString());
+        QCOMPARE(today->lastError(), QString());
+        QCOMPARE(today->pendingEdits(), 0);
+        QCOMPARE(Scratch::read(boardFile(u"2025-03-07 (unreadable)"_qs)), bytes);
+        QCOMPARE(texts(Board::parse(QString::fromUtf8(Scratch::read(file))), LaneKind::Todo),
+                 QStringList{u"new"_qs});
+        QVERIFY(replacedCopies().isEmpty());
+    }
+
+    void unreadableTodayRepairedOutside()
+    {
+        const QString file = boardFile(u"2025-03-07"_qs);
+        Scratch::write(file, "## To do\n- [ ] caf\xe9\n");
+        const auto today = makeToday();
+        today->add(u"waiting"_qs, LaneKind::Doing);
+        // Fixed in another editor: the edit that waited is made on the repaired board.
+        Scratch::write(file, boardText({u"caf\u00e9"_qs}, {}, {}));
+        today->checkForChanges();
+        QCOMPARE(today->unreadable(), QString());
+        QCOMPARE(today->lastError(), QString());
+        const Board saved = Board::parse(QString::fromUtf8(Scratch::read(file)));
+        QCOMPARE(texts(saved, LaneKind::Todo), QStringList{u"caf\u00e9"_qs});
+        QCOMPARE(texts(saved, LaneKind::Doing), QStringList{u"waiting"_qs});
+    }
+
+    void secondFreshBoardGetsItsOwnName()
+    {
+        const QString file = boardFile(u"2025-03-07"_qs);
+        Scratch::write(boardFile(u"2025-03-07 (unreadable)"_qs), "older");
+        Scratch::write(file, "\xff");
+        const auto today = makeToday();
+        today->startFreshBoard();
+        QCOMPARE(Scratch::read(boardFile(u"2025-03-07 (unreadable)"_qs)), QByteArray("older"));
+        QCOMPARE(Scratch::read(boardFile(u"2025-03-07 (unreadable 2)"_qs)), QByteArray("\xff"));
+        QCOMPARE(today->unreadable(), QString());
+    }
+
+    void textTheBoardCannotHoldIsCopiedBeforeTheFirstSave()
+    {
+        const QByteArray bytes("Intro\n## To do\n* [ ] star\n");
         Scratch::write(boardFile(u"2025-03-07"_qs), bytes);
         const auto today = makeToday();
-        QVERIFY2(error.isEmpty() ? today->lastError().isEmpty()
-                                 : today->lastError().startsWith(error),
-                 qPrintable(today->lastError()));
+        QCOMPARE(today->lastError(), QString());
         QCOMPARE(Scratch::read(boardFile(u"2025-03-07"_qs)), bytes);
         today->add(u"new"_qs, LaneKind::Todo);
-        QCOMPARE(today->lastError(), QString());
         QCOMPARE(replacedCopies().size(), 1);
-        QCOMPARE(Scratch::read(m_scratch->replaced() + u'/' + replacedCopies()[0]), bytes);
+        const QString copy = m_scratch->replaced() + u'/' + replacedCopies()[0];
+        QCOMPARE(Scratch::read(copy), bytes);
+        // The panel says so and can show the copy.
+        QVERIFY2(today->lastError().contains(u"a copy of it was kept"_qs),
+                 qPrintable(today->lastError()));
+        QCOMPARE(today->lastCopy(), copy);
         // Once written, the file holds the board: no second copy.
         today->add(u"more"_qs, LaneKind::Todo);
         QCOMPARE(replacedCopies().size(), 1);
+        QCOMPARE(today->lastError(), QString());
+    }
+
+    // ---- edits made on the newest version of the file
+
+    // What the board and the file hold, one line per lane: "a,b|c|d".
+    static QString lanes(const Board &board)
+    {
+        QStringList out;
+        for (LaneKind kind : {LaneKind::Todo, LaneKind::Doing, LaneKind::Done})
+            out.append(texts(board, kind).join(u','));
+        return out.join(u'|');
+    }
+    QString fileLanes() const
+    {
+        return lanes(Board::parse(QString::fromUtf8(Scratch::read(boardFile(u"2025-03-07"_qs)))));
+    }
+
+    void editMeetsAnotherProgramsSave_data()
+    {
+        QTest::addColumn<QString>("edit");
+        QTest::addColumn<QByteArray>("theirs");
+        QTest::addColumn<QString>("expected");
+        QTest::addColumn<bool>("dropped");
+        // Ours starts as: a,b | c | d. Theirs was saved behind our back, unseen.
+        const QByteArray added = boardText({u"a"_qs, u"b"_qs, u"x"_qs}, {u"c"_qs}, {u"d"_qs});
+        QTest::newRow("add, they added") << u"add e"_qs << added << u"a,b,x,e|c|d"_qs << false;
+        QTest::newRow("move, they added")
+            << u"move a doing"_qs << added << u"b,x|c,a|d"_qs << false;
+        QTest::newRow("toggle, they added") << u"toggle b"_qs << added << u"a,x|c|d,b"_qs << false;
+        QTest::newRow("rename, they added")
+            << u"rename c C"_qs << added << u"a,b,x|C|d"_qs << false;
+        QTest::newRow("delete, they added") << u"delete d"_qs << added << u"a,b,x|c|"_qs << false;
+        const QByteArray reordered = boardText({u"b"_qs, u"a"_qs}, {u"c"_qs}, {u"d"_qs});
+        QTest::newRow("move, they reordered")
+            << u"move a done"_qs << reordered << u"b|c|d,a"_qs << false;
+        // They changed the very card: their version wins and the edit is dropped.
+        const QByteArray renamed = boardText({u"a2"_qs, u"b"_qs}, {u"c"_qs}, {u"d"_qs});
+        QTest::newRow("rename, they renamed it")
+            << u"rename a mine"_qs << renamed << u"a2,b|c|d"_qs << true;
+        QTest::newRow("toggle, they renamed it")
+            << u"toggle a"_qs << renamed << u"a2,b|c|d"_qs << true;
+        const QByteArray deleted = boardText({u"b"_qs}, {u"c"_qs}, {u"d"_qs});
+        QTest::newRow("move, they deleted it")
+            << u"move a doing"_qs << deleted << u"b|c|d"_qs << true;
+        const QByteArray moved = boardText({u"b"_qs}, {u"c"_qs, u"a"_qs}, {u"d"_qs});
+        QTest::newRow("delete, they moved it") << u"delete a"_qs << moved << u"b|c,a|d"_qs << true;
+    }
+    void editMeetsAnotherProgramsSave()
+    {
+        QFETCH(QString, edit);
+        QFETCH(QByteArray, theirs);
+        QFETCH(QString, expected);
+        QFETCH(bool, dropped);
+        Scratch::write(boardFile(u"2025-03-07"_qs),
+                       boardText({u"a"_qs, u"b"_qs}, {u"c"_qs}, {u"d"_qs}));
+        const auto today = makeToday();
+        const auto card = [&](const QString &text) {
+            for (const Lane &lane : today->board().lanes())
+                for (const Card &c : lane.cards())
+                    if (c.text() == text)
+                        return c.id();
+            return QUuid();
+        };
+        Scratch::write(boardFile(u"2025-03-07"_qs), theirs);
+        const QStringList words = edit.split(u' ');
+        const auto kind = [](const QString &name) {
+            return name == u"doing"_qs  ? LaneKind::Doing
+                   : name == u"done"_qs ? LaneKind::Done
+                                        : LaneKind::Todo;
+        };
+        if (words[0] == u"add"_qs)
+            today->add(words[1], LaneKind::Todo);
+        else if (words[0] == u"move"_qs)
+            today->move(card(words[1]), kind(words[2]), std::nullopt);
+        else if (words[0] == u"toggle"_qs)
+            today->toggle(card(words[1]));
+        else if (words[0] == u"rename"_qs)
+            today->rename(card(words[1]), words[2]);
+        else
+            today->deleteCard(card(words[1]));
+
+        QCOMPARE(lanes(today->board()), expected);
+        QCOMPARE(fileLanes(), expected);
+        QVERIFY(replacedCopies().isEmpty());
+        if (dropped) {
+            QVERIFY2(today->lastError().startsWith(u"“"_qs + words[1] +
+                                                   u"” was changed in another program"_qs),
+                     qPrintable(today->lastError()));
+        } else {
+            QCOMPARE(today->lastError(), QString());
+        }
+    }
+
+    void cardsKeepTheirIdsAcrossOutsideSaves()
+    {
+        Scratch::write(boardFile(u"2025-03-07"_qs), boardText({u"a"_qs, u"b"_qs}, {}, {}));
+        const auto today = makeToday();
+        const QUuid a = today->board().cards(LaneKind::Todo)[0].id();
+        Scratch::write(boardFile(u"2025-03-07"_qs),
+                       boardText({u"new"_qs, u"b"_qs, u"a"_qs}, {}, {}));
+        today->checkForChanges();
+        QCOMPARE(today->board().cards(LaneKind::Todo)[2].text(), u"a"_qs);
+        QCOMPARE(today->board().cards(LaneKind::Todo)[2].id(), a);
+    }
+
+    void saveBetweenCheckAndRenameIsMergedIn()
+    {
+        Scratch::write(boardFile(u"2025-03-07"_qs), boardText({u"a"_qs}, {}, {}));
+        const auto today = makeToday();
+        static QString target;
+        target = boardFile(u"2025-03-07"_qs);
+        static int calls;
+        calls = 0;
+        TextFile::setRenameObserver([](TextFile::RenameMoment moment, const QString &path) {
+            // Once: another program's save lands in the last instant before our rename.
+            if (moment == TextFile::RenameMoment::Before && path == target && calls++ == 0)
+                Scratch::write(target, boardText({u"a"_qs, u"theirs"_qs}, {}, {}));
+        });
+        const auto stop = qScopeGuard([] { TextFile::setRenameObserver(nullptr); });
+        today->add(u"mine"_qs, LaneKind::Doing);
+        QCOMPARE(lanes(today->board()), u"a,theirs|mine|"_qs);
+        QCOMPARE(fileLanes(), u"a,theirs|mine|"_qs);
+        QVERIFY(replacedCopies().isEmpty());
+        QCOMPARE(today->lastError(), QString());
+    }
+
+    void saveRightAfterOursIsRead()
+    {
+        Scratch::write(boardFile(u"2025-03-07"_qs), boardText({u"a"_qs}, {}, {}));
+        const auto today = makeToday();
+        static QString target;
+        target = boardFile(u"2025-03-07"_qs);
+        TextFile::setRenameObserver([](TextFile::RenameMoment moment, const QString &path) {
+            if (moment == TextFile::RenameMoment::After && path == target)
+                Scratch::write(target, boardText({u"a"_qs, u"mine"_qs, u"theirs"_qs}, {}, {}));
+        });
+        today->add(u"mine"_qs, LaneKind::Todo);
+        TextFile::setRenameObserver(nullptr);
+        // Taken for an outside change, not for our own save.
+        today->checkForChanges();
+        QCOMPARE(lanes(today->board()), u"a,mine,theirs||"_qs);
+    }
+
+    void halfWrittenFileIsNotReadNorReplaced()
+    {
+        const QString file = boardFile(u"2025-03-07"_qs);
+        Scratch::write(file, boardText({u"a"_qs}, {}, {}));
+        const auto today = makeToday();
+        const QByteArray whole = boardText({u"a"_qs, u"theirs"_qs}, {}, {});
+        // An editor that truncated the file and has written half of it.
+        const int writer = ::open(QFile::encodeName(file).constData(), O_WRONLY | O_TRUNC);
+        QVERIFY(writer >= 0);
+        auto closeWriter = qScopeGuard([writer] { ::close(writer); });
+        QCOMPARE(::write(writer, whole.constData(), whole.size() / 2), whole.size() / 2);
+        today->checkForChanges();
+        QCOMPARE(lanes(today->board()), u"a||"_qs);
+        today->add(u"mine"_qs, LaneKind::Doing);
+        QCOMPARE(lanes(today->board()), u"a|mine|"_qs);
+        QCOMPARE(today->pendingEdits(), 1);
+        QCOMPARE(Scratch::read(file), whole.left(whole.size() / 2));
+        // Done writing: its version is read, and the edit made on it.
+        const qsizetype rest = whole.size() - whole.size() / 2;
+        QCOMPARE(::write(writer, whole.constData() + whole.size() / 2, size_t(rest)), rest);
+        closeWriter.dismiss();
+        ::close(writer);
+        QTRY_COMPARE_WITH_TIMEOUT(today->pendingEdits(), 0, 10000);
+        QCOMPARE(lanes(today->board()), u"a,theirs|mine|"_qs);
+        QCOMPARE(fileLanes(), u"a,theirs|mine|"_qs);
+        QVERIFY(replacedCopies().isEmpty());
     }
 
     void checkingFollowsOutsideWrites()

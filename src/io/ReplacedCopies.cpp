@@ -53,20 +53,25 @@ std::optional<QString> ReplacedCopies::keep(const QString &path, const QDateTime
     const std::optional<QByteArray> bytes = TextFile::readBytes(path);
     if (!bytes)
         return std::nullopt;
+    return keepBytes(path.mid(path.lastIndexOf(u'/') + 1), *bytes, now);
+}
+
+std::optional<QString> ReplacedCopies::keepBytes(const QString &fileName, const QByteArray &bytes,
+                                                 const QDateTime &now)
+{
     const QString folder = ReplacedCopies::folder();
     if (!makeFolder(folder))
         return std::nullopt;
 
     const QDateTime when = now.isValid() ? now : QDateTime::currentDateTime();
-    const QString base = folder + u'/' + path.mid(path.lastIndexOf(u'/') + 1) + u'.' +
-                         when.toString(u"yyyyMMdd-HHmmss.zzz"_qs);
+    const QString base = folder + u'/' + fileName + u'.' + when.toString(u"yyyyMMdd-HHmmss.zzz"_qs);
     QString copy = base;
     for (int n = 2; exists(copy); ++n) {
         if (n > 1000)
             return std::nullopt;
         copy = base + u'-' + QString::number(n);
     }
-    if (TextFile::writeAtomically(copy, *bytes))
+    if (TextFile::writeAtomically(copy, bytes))
         return std::nullopt;
     return copy;
 }

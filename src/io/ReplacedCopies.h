@@ -17,4 +17,7 @@ public:
     // counter if that name is taken). Returns the copy's path, or nothing if there was nothing to
     // copy or the copy failed.
     static std::optional<QString> keep(const QString &path, const QDateTime &now);
+    // The same for bytes that are in no file any more, named after the file they were in.
+    static std::optional<QString> keepBytes(const QString &fileName, const QByteArray &bytes,
+                                            const QDateTime &now);
 };

@@ -1,18 +1,24 @@
 #include "TextFile.h"
 
+#include "io/OpenWriters.h"
+
 #include <QDir>
+#include <QElapsedTimer>
 #include <QFile>
 #include <QRandomGenerator>
 #include <QStringDecoder>
+#include <QThread>
 
 #include <cerrno>
 #include <climits>
+#include <cstdio>
 #include <cstring>
 #include <ctime>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 #include <utility>
+#include <variant>
 
 namespace {
 
@@ -22,6 +28,10 @@ constexpr qsizetype temporarySuffixLength = 6;
 constexpr qsizetype nameMax = 255;
 // The kernel gives up on symlink chains at 40 hops; so do we.
 constexpr int maxSymlinkHops = 40;
+// A file rewritten this many times during one read is read as it stands.
+constexpr int maxReadAttempts = 8;
+// How long a replaced file's late writer may take to close it before its bytes are examined.
+constexpr int displacedWriterWaitMs = 2000;
 
 QString osError(int error)
 {
@@ -129,12 +139,14 @@ TextFile::Read TextFile::readUtf8(const QString &path)
 {
     Read read;
     QString error;
-    std::optional<QByteArray> bytes = readBytes(path, &error);
+    std::optional<FileStamp> stamp;
+    std::optional<QByteArray> bytes = readBytes(path, &error, &stamp);
     if (!bytes) {
         read.error = error;
         return read;
     }
     read.bytes = std::move(*bytes);
+    read.stamp = stamp;
 
     QByteArrayView view = read.bytes;
     if (view.startsWith("\xEF\xBB\xBF"))
@@ -151,90 +163,116 @@ TextFile::Read TextFile::readUtf8(const QString &path)
     return read;
 }
 
-std::optional<QByteArray> TextFile::readBytes(const QString &path, QString *error)
+std::optional<QByteArray> TextFile::readBytes(const QString &path, QString *error,
+                                              std::optional<FileStamp> *stamp)
 {
     const auto fail = [error](const QString &reason) -> std::optional<QByteArray> {
         if (error)
             *error = reason;
         return std::nullopt;
     };
-    // Non-blocking, so that opening a FIFO without a writer returns instead of waiting forever.
-    Fd fd(::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-    if (!fd.valid())
-        return fail(osError(errno));
-    struct stat st {};
-    if (::fstat(fd.get(), &st) != 0)
-        return fail(osError(errno));
-    if (S_ISDIR(st.st_mode))
-        return fail(osError(EISDIR));
-    if (!S_ISREG(st.st_mode))
-        return fail(u"not a regular file"_qs);
-
-    QByteArray bytes;
-    // The size is a hint only: the file may grow or shrink while it is read.
-    bytes.reserve(static_cast<qsizetype>(st.st_size) + 1);
-    char buffer[65536];
-    for (;;) {
-        const ssize_t got = ::read(fd.get(), buffer, sizeof buffer);
-        if (got < 0) {
-            if (errno == EINTR)
-                continue;
+    const QByteArray native = QFile::encodeName(path);
+    for (int attempt = 0;; ++attempt) {
+        // Non-blocking, so that opening a FIFO without a writer returns instead of waiting.
+        Fd fd(::open(native.constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+        if (!fd.valid())
             return fail(osError(errno));
+        struct stat st {};
+        if (::fstat(fd.get(), &st) != 0)
+            return fail(osError(errno));
+        if (S_ISDIR(st.st_mode))
+            return fail(osError(EISDIR));
+        if (!S_ISREG(st.st_mode))
+            return fail(u"not a regular file"_qs);
+        const std::optional<FileStamp> before = FileStamp::ofDescriptor(fd.get());
+
+        QByteArray bytes;
+        // The size is a hint only: the file may grow or shrink while it is read.
+        bytes.reserve(static_cast<qsizetype>(st.st_size) + 1);
+        char buffer[65536];
+        for (;;) {
+            const ssize_t got = ::read(fd.get(), buffer, sizeof buffer);
+            if (got < 0) {
+                if (errno == EINTR)
+                    continue;
+                return fail(osError(errno));
+            }
+            if (got == 0)
+                break;
+            bytes.append(buffer, got);
         }
-        if (got == 0)
-            break;
-        bytes.append(buffer, got);
+        // The same version from start to end, and still the one under that name; otherwise the
+        // bytes may mix two versions.
+        const bool steady =
+            FileStamp::ofDescriptor(fd.get()) == before && FileStamp::of(path) == before;
+        if (steady || attempt >= maxReadAttempts) {
+            if (stamp)
+                *stamp = before;
+            return bytes;
+        }
     }
-    return bytes;
 }
 
-std::optional<QString> TextFile::writeAtomically(const QString &path, const QByteArray &data)
+namespace {
+
+// A temporary file beside the target that holds the new bytes, flushed to disk and closed.
+struct Prepared {
+    QString target; // symlinks resolved
+    QString folder;
+    QByteArray nativeTarget;
+    QByteArray nativeTemporary;
+    FileStamp stamp;
+
+    void discard() const { ::unlink(nativeTemporary.constData()); }
+};
+
+std::variant<Prepared, QString> prepare(const QString &path, const QByteArray &data)
 {
-    QString target = path;
-    if (std::optional<QString> error = resolveLinks(target))
-        return error;
-    const QString folder = folderOf(target);
-    const QString name = nameOf(target);
+    Prepared p;
+    p.target = path;
+    if (std::optional<QString> error = resolveLinks(p.target))
+        return *error;
+    p.folder = folderOf(p.target);
+    const QString name = nameOf(p.target);
     if (name.isEmpty())
-        return osError(EISDIR, target);
-    const QByteArray nativeTarget = QFile::encodeName(target);
+        return osError(EISDIR, p.target);
+    p.nativeTarget = QFile::encodeName(p.target);
 
     struct stat old {};
     bool replacing = false;
-    if (::stat(nativeTarget.constData(), &old) == 0) {
+    if (::stat(p.nativeTarget.constData(), &old) == 0) {
         if (S_ISDIR(old.st_mode))
-            return osError(EISDIR, target);
+            return osError(EISDIR, p.target);
         if (!S_ISREG(old.st_mode))
-            return u"not a regular file ("_qs + target + u')';
+            return u"not a regular file ("_qs + p.target + u')';
         replacing = true;
     } else if (errno != ENOENT) {
         // These are about the way to the file, not the file itself.
         const bool folderError = errno == ENOTDIR || errno == EACCES || errno == ELOOP;
-        return osError(errno, folderError ? folder : target);
+        return osError(errno, folderError ? p.folder : p.target);
     }
 
-    QByteArray nativeTemporary;
     int created = -1;
     for (int attempt = 0; created < 0 && attempt < 100; ++attempt) {
-        nativeTemporary = QFile::encodeName(temporaryPathFor(folder, name));
+        p.nativeTemporary = QFile::encodeName(temporaryPathFor(p.folder, name));
         // 0666 so that a new file gets the permissions the user's umask asks for.
         created =
-            ::open(nativeTemporary.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+            ::open(p.nativeTemporary.constData(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
         if (created < 0 && errno != EEXIST)
-            return osError(errno, folder);
+            return osError(errno, p.folder);
     }
     if (created < 0)
-        return osError(EEXIST, folder);
+        return osError(EEXIST, p.folder);
     Fd fd(created);
 
     // `error` is taken before unlink() can change errno; the descriptor closes on return.
-    const auto fail = [&nativeTemporary](int error, const QString &where) {
-        ::unlink(nativeTemporary.constData());
+    const auto fail = [&p](int error, const QString &where) {
+        p.discard();
         return osError(error, where);
     };
 
     if (!writeAll(fd.get(), data.constData(), data.size()))
-        return fail(errno, target);
+        return fail(errno, p.target);
     // A new inode is stamped from the kernel's coarse clock, so two saves within a few
     // milliseconds would look alike to anyone comparing times; the exact time tells them apart.
     timespec now{};
@@ -247,31 +285,156 @@ std::optional<QString> TextFile::writeAtomically(const QString &path, const QByt
         if (old.st_uid != ::geteuid() || old.st_gid != ::getegid()) {
             if (::fchown(fd.get(), old.st_uid, old.st_gid) != 0 &&
                 ::fchown(fd.get(), static_cast<uid_t>(-1), old.st_gid) != 0 && errno != EPERM)
-                return fail(errno, target);
+                return fail(errno, p.target);
         }
         if (::fchmod(fd.get(), old.st_mode & 07777) != 0)
-            return fail(errno, target);
+            return fail(errno, p.target);
     }
     if (::fsync(fd.get()) != 0)
-        return fail(errno, target);
+        return fail(errno, p.target);
+    const std::optional<FileStamp> stamp = FileStamp::ofDescriptor(fd.get());
+    if (!stamp)
+        return fail(errno, p.target);
+    p.stamp = *stamp;
     // Some file systems report write errors only on close.
-    if (::close(fd.release()) != 0) {
-        const int error = errno;
-        ::unlink(nativeTemporary.constData());
-        return osError(error, target);
-    }
-    if (::rename(nativeTemporary.constData(), nativeTarget.constData()) != 0) {
-        const int error = errno;
-        ::unlink(nativeTemporary.constData());
-        return osError(error, target);
-    }
-    // The rename is durable only once the folder is on disk too.
+    if (::close(fd.release()) != 0)
+        return fail(errno, p.target);
+    return p;
+}
+
+// The rename is durable only once the folder is on disk too.
+std::optional<QString> syncFolder(const QString &folder)
+{
     Fd folderFd(::open(QFile::encodeName(folder).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!folderFd.valid())
         return osError(errno, folder);
     if (::fsync(folderFd.get()) != 0 && errno != EINVAL)
         return osError(errno, folder);
     return std::nullopt;
+}
+
+// Once nobody writes into the replaced file any more: its bytes, unless it was `expected`.
+std::optional<QByteArray> unexpectedContent(int fd, const std::optional<FileStamp> &expected)
+{
+    QElapsedTimer waited;
+    waited.start();
+    while (OpenWriters::present(fd) && waited.elapsed() < displacedWriterWaitMs)
+        QThread::msleep(5);
+    const std::optional<FileStamp> stamp = FileStamp::ofDescriptor(fd);
+    if (stamp && expected && *stamp == *expected)
+        return std::nullopt;
+    QByteArray bytes;
+    char buffer[65536];
+    for (off_t at = 0;;) {
+        const ssize_t got = ::pread(fd, buffer, sizeof buffer, at);
+        if (got < 0 && errno == EINTR)
+            continue;
+        if (got <= 0)
+            break;
+        bytes.append(buffer, got);
+        at += got;
+    }
+    return bytes;
+}
+
+TextFile::RenameObserver renameObserver = nullptr;
+
+bool unsupported(int error)
+{
+    return error == EINVAL || error == ENOSYS || error == EOPNOTSUPP;
+}
+
+} // namespace
+
+std::optional<QString> TextFile::writeAtomically(const QString &path, const QByteArray &data)
+{
+    auto prepared = prepare(path, data);
+    if (const auto *error = std::get_if<QString>(&prepared))
+        return *error;
+    const Prepared &p = std::get<Prepared>(prepared);
+    if (::rename(p.nativeTemporary.constData(), p.nativeTarget.constData()) != 0) {
+        const int error = errno;
+        p.discard();
+        return osError(error, p.target);
+    }
+    return syncFolder(p.folder);
+}
+
+TextFile::Replace TextFile::replaceIfUnchanged(const QString &path, const QByteArray &data,
+                                               const std::optional<FileStamp> &expected,
+                                               bool evenWhileWritten)
+{
+    Replace result;
+    auto prepared = prepare(path, data);
+    if (const auto *error = std::get_if<QString>(&prepared)) {
+        result.error = *error;
+        return result;
+    }
+    const Prepared &p = std::get<Prepared>(prepared);
+    const auto giveUp = [&](Replace::Outcome outcome) {
+        p.discard();
+        result.outcome = outcome;
+        return result;
+    };
+
+    // Held from before the last check, for file systems that cannot exchange two names.
+    Fd old(::open(p.nativeTarget.constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+    if (FileStamp::of(p.target) != expected)
+        return giveUp(Replace::Outcome::Changed);
+    if (!evenWhileWritten && old.valid() && OpenWriters::present(old.get()))
+        return giveUp(Replace::Outcome::Busy);
+
+    if (renameObserver)
+        renameObserver(RenameMoment::Before, p.target);
+    int renamed = -1;
+    bool exchanged = false;
+    if (expected) {
+        // The old file lands on the temporary name, so exactly what was replaced can be looked
+        // at, whoever put it there.
+        renamed = ::renameat2(AT_FDCWD, p.nativeTemporary.constData(), AT_FDCWD,
+                              p.nativeTarget.constData(), RENAME_EXCHANGE);
+        exchanged = renamed == 0;
+        if (renamed != 0 && errno == ENOENT) {
+            // Deleted since the check: nothing of anyone's is lost by writing here.
+            renamed = ::renameat2(AT_FDCWD, p.nativeTemporary.constData(), AT_FDCWD,
+                                  p.nativeTarget.constData(), RENAME_NOREPLACE);
+            if (renamed != 0 && errno == EEXIST)
+                return giveUp(Replace::Outcome::Changed);
+        }
+    } else {
+        renamed = ::renameat2(AT_FDCWD, p.nativeTemporary.constData(), AT_FDCWD,
+                              p.nativeTarget.constData(), RENAME_NOREPLACE);
+        if (renamed != 0 && errno == EEXIST)
+            return giveUp(Replace::Outcome::Changed);
+    }
+    if (renamed != 0 && unsupported(errno))
+        renamed = ::rename(p.nativeTemporary.constData(), p.nativeTarget.constData());
+    if (renamed != 0) {
+        result.error = osError(errno, p.target);
+        return giveUp(Replace::Outcome::Failed);
+    }
+
+    if (renameObserver)
+        renameObserver(RenameMoment::After, p.target);
+    result.outcome = Replace::Outcome::Written;
+    result.written = p.stamp;
+    if (exchanged) {
+        Fd replaced(::open(p.nativeTemporary.constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+        p.discard();
+        if (replaced.valid())
+            result.displaced = unexpectedContent(replaced.get(), expected);
+    } else if (old.valid()) {
+        result.displaced = unexpectedContent(old.get(), expected);
+    }
+    // Written all the same, if perhaps not yet durably: the caller must not write it again.
+    if (const auto error = syncFolder(p.folder))
+        result.error = *error;
+    return result;
+}
+
+void TextFile::setRenameObserver(RenameObserver observer)
+{
+    renameObserver = observer;
 }
 
 bool TextFile::isTemporaryName(QStringView fileName)

@@ -1,5 +1,7 @@
 #include "Board.h"
 
+#include <QHash>
+
 namespace {
 
 bool isSpaceOrTab(QChar c)
@@ -63,6 +65,47 @@ void Board::ensureLanes()
         }
         m_lanes.insert(insertAt, Lane(kind.title(), {}, kind == LaneKind::Done));
         ++insertAt;
+    }
+}
+
+void Board::adoptIds(const Board &earlier)
+{
+    QList<bool> laneTaken(earlier.m_lanes.size(), false);
+    for (Lane &lane : m_lanes) {
+        qsizetype match = -1;
+        for (qsizetype i = 0; i < earlier.m_lanes.size(); ++i) {
+            if (!laneTaken[i] && earlier.m_lanes[i].title() == lane.title()) {
+                match = i;
+                break;
+            }
+        }
+        if (match < 0)
+            continue;
+        laneTaken[match] = true;
+        const QList<Card> &before = earlier.m_lanes[match].cards();
+        // Positions of the earlier cards by text, so that long lanes stay cheap.
+        QHash<QString, QList<qsizetype>> byText;
+        for (qsizetype i = 0; i < before.size(); ++i)
+            byText[before[i].text()].append(i);
+        QList<bool> taken(before.size(), false);
+        QList<Card> &cards = lane.cards();
+        for (qsizetype index = 0; index < cards.size(); ++index) {
+            const Card &card = cards[index];
+            const auto candidates = byText.constFind(card.text());
+            if (candidates == byText.cend())
+                continue;
+            qsizetype best = -1;
+            for (const qsizetype i : *candidates) {
+                if (taken[i] || before[i].extraLines() != card.extraLines())
+                    continue;
+                if (best < 0 || qAbs(i - index) < qAbs(best - index))
+                    best = i;
+            }
+            if (best < 0)
+                continue;
+            taken[best] = true;
+            cards[index] = Card(before[best].id(), card.text(), card.extraLines());
+        }
     }
 }
 

@@ -35,6 +35,11 @@ public:
 
     void ensureLanes();
 
+    // Cards read again from a file get new ids. This gives each card the id of its counterpart
+    // in `earlier`: same lane title, same text and extra lines, the nearest position among
+    // equals. A card changed or moved to another lane counts as a new card.
+    void adoptIds(const Board &earlier);
+
     [[nodiscard]] std::optional<qsizetype> laneIndex(LaneKind kind) const;
     [[nodiscard]] QList<Card> cards(LaneKind kind) const;
     [[nodiscard]] std::optional<Position> locate(const QUuid &id) const;

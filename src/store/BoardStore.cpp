@@ -45,6 +45,7 @@ BoardStore::BoardStore(const Clock *clock, UrlLauncher *launcher, QObject *paren
     connect(today, &TodayBoard::dayChanged, this, &BoardStore::dayChanged);
     connect(today, &TodayBoard::greetingChanged, this, &BoardStore::greetingChanged);
     connect(today, &TodayBoard::reported, this, &BoardStore::setLastError);
+    connect(today, &TodayBoard::unreadableChanged, this, &BoardStore::unreadableChanged);
     m_lastError = today->lastError();
 
     m_pastDays = std::make_unique<PastDays>(today, m_locations.get());
@@ -55,6 +56,8 @@ BoardStore::BoardStore(const Clock *clock, UrlLauncher *launcher, QObject *paren
     m_quickNote = std::make_unique<QuickNote>(m_clock);
     connect(m_quickNote.get(), &QuickNote::savedAtChanged, this, &BoardStore::noteSavedAtChanged);
     connect(m_quickNote.get(), &QuickNote::reported, this, &BoardStore::setLastError);
+    connect(m_quickNote.get(), &QuickNote::changedOutside, this,
+            &BoardStore::quickNoteChangedOutside);
 }
 
 BoardStore::~BoardStore() = default;
@@ -67,12 +70,23 @@ void BoardStore::afterBoardsMoved()
     emit locationChanged();
 }
 
-void BoardStore::setLastError(const QString &error)
+void BoardStore::setLastError(const QString &error, const QString &copy)
 {
-    if (m_lastError == error)
+    if (m_lastError == error && m_lastCopy == copy)
         return;
     m_lastError = error;
+    m_lastCopy = copy;
     emit lastErrorChanged();
+}
+
+void BoardStore::dismissError()
+{
+    setLastError({}, {});
+}
+
+void BoardStore::startFreshBoard()
+{
+    m_today->startFreshBoard();
 }
 
 QVariant BoardStore::greetingValue() const
@@ -201,9 +215,15 @@ void BoardStore::step(int delta)
 
 // ---- quick note
 
-QString BoardStore::loadQuickNote() const
+QString BoardStore::loadQuickNote()
 {
-    return QuickNote::load(todayNotePath());
+    return m_quickNote->open(todayNotePath());
+}
+
+void BoardStore::closeQuickNote()
+{
+    m_quickNote->flush();
+    m_quickNote->close();
 }
 
 void BoardStore::saveQuickNote(const QString &text)

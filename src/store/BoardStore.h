@@ -52,6 +52,10 @@ class BoardStore : public QObject {
     Q_PROPERTY(QVariant greeting READ greetingValue WRITE setGreetingValue NOTIFY greetingChanged)
     // Empty while there is nothing to report.
     Q_PROPERTY(QString lastError READ lastError NOTIFY lastErrorChanged)
+    // A copy of replaced text made with `lastError`, to be shown; empty when there is none.
+    Q_PROPERTY(QString lastCopy READ lastCopy NOTIFY lastErrorChanged)
+    // Why today's board file cannot be read; empty when it can. Edits wait meanwhile.
+    Q_PROPERTY(QString boardUnreadable READ boardUnreadable NOTIFY unreadableChanged)
     // Empty while today is shown.
     Q_PROPERTY(QString viewedDay READ viewedDayText NOTIFY viewedDayChanged)
     Q_PROPERTY(bool isViewingPast READ isViewingPast NOTIFY viewedDayChanged)
@@ -117,6 +121,12 @@ public:
     }
     // The latest error of the board or the note, whichever reported last.
     [[nodiscard]] const QString &lastError() const { return m_lastError; }
+    [[nodiscard]] const QString &lastCopy() const { return m_lastCopy; }
+    [[nodiscard]] const QString &boardUnreadable() const { return m_today->unreadable(); }
+    // The user has read the message.
+    Q_INVOKABLE void dismissError();
+    // Today's file cannot be read: move it aside and start a new board.
+    Q_INVOKABLE void startFreshBoard();
     [[nodiscard]] const std::optional<QString> &viewedDay() const
     {
         return m_pastDays->viewedDay();
@@ -195,7 +205,10 @@ public:
     Q_INVOKABLE bool canStep(int delta) const;
     Q_INVOKABLE void step(int delta);
 
-    Q_INVOKABLE QString loadQuickNote() const;
+    // Today's note for the editor, watched for outside changes until closeQuickNote().
+    Q_INVOKABLE QString loadQuickNote();
+    // The editor is gone: what is pending is written, and the note no longer watched.
+    Q_INVOKABLE void closeQuickNote();
     Q_INVOKABLE void saveQuickNote(const QString &text);
     Q_INVOKABLE void flushQuickNote();
 
@@ -216,6 +229,9 @@ signals:
     void dayChanged();
     void greetingChanged();
     void lastErrorChanged();
+    void unreadableChanged();
+    // Another program changed the note the editor shows, which had nothing unsaved.
+    void quickNoteChangedOutside(const QString &text);
     void viewedDayChanged();
     void shownDayChanged();
     void shownBoardChanged();
@@ -224,7 +240,7 @@ signals:
 
 private:
     void afterBoardsMoved();
-    void setLastError(const QString &error);
+    void setLastError(const QString &error, const QString &copy);
     [[nodiscard]] QVariant greetingValue() const;
     void setGreetingValue(const QVariant &value);
     [[nodiscard]] QString viewedDayText() const { return viewedDay().value_or(QString()); }
@@ -242,4 +258,5 @@ private:
     std::unique_ptr<QuickNote> m_quickNote;
 
     QString m_lastError;
+    QString m_lastCopy;
 };

@@ -1,5 +1,6 @@
 #include "QuickNote.h"
 
+#include "io/OpenWriters.h"
 #include "io/ReplacedCopies.h"
 #include "io/TextFile.h"
 #include "notes/QuickNoteFormat.h"
@@ -7,6 +8,18 @@
 #include "store/StoreLog.h"
 
 #include <QFileInfo>
+
+#include <utility>
+
+namespace {
+
+// How long a change is left to its writer before it is read anyway.
+constexpr int waitForWriterMs = 2000;
+
+constexpr QStringView concurrentChange = u"Today's note was changed in another program while you "
+                                         u"typed; its text was kept in a copy.";
+
+} // namespace
 
 QuickNote::QuickNote(const Clock *clock, QObject *parent) : QObject(parent), m_clock(clock)
 {
@@ -18,12 +31,85 @@ QuickNote::QuickNote(const Clock *clock, QObject *parent) : QObject(parent), m_c
             qCDebug(lcStore, "quick note written after the typing pause");
         writePending();
     });
+    m_recheck.setSingleShot(true);
+    m_recheck.setInterval(40);
+    connect(&m_recheck, &QTimer::timeout, this, &QuickNote::checkShown);
+    connect(&m_watcher, &QFileSystemWatcher::fileChanged, this, &QuickNote::checkShown);
+    connect(&m_watcher, &QFileSystemWatcher::directoryChanged, this, &QuickNote::checkShown);
 }
 
 QString QuickNote::load(const QString &path)
 {
     const TextFile::Read read = TextFile::readUtf8(path);
     return QuickNoteFormat::toDisplay(read.text.value_or(QString()));
+}
+
+QString QuickNote::open(const QString &path)
+{
+    close();
+    m_shownPath = path;
+    const TextFile::Read read = TextFile::readUtf8(path);
+    m_known[path] = read.text ? read.stamp : std::nullopt;
+    watchShown();
+    return QuickNoteFormat::toDisplay(read.text.value_or(QString()));
+}
+
+void QuickNote::close()
+{
+    m_recheck.stop();
+    m_shownPath.clear();
+    if (!m_watcher.files().isEmpty())
+        m_watcher.removePaths(m_watcher.files());
+    if (!m_watcher.directories().isEmpty())
+        m_watcher.removePaths(m_watcher.directories());
+}
+
+void QuickNote::watchShown()
+{
+    if (m_shownPath.isEmpty())
+        return;
+    // The folder too: a save by rename replaces the file that the watch was on.
+    const QString folder = QFileInfo(m_shownPath).path();
+    for (const QString &path : {folder, m_shownPath}) {
+        if (QFileInfo::exists(path) && !m_watcher.files().contains(path) &&
+            !m_watcher.directories().contains(path))
+            m_watcher.addPath(path);
+    }
+}
+
+void QuickNote::checkShown()
+{
+    if (m_shownPath.isEmpty())
+        return;
+    watchShown();
+    const QString path = m_shownPath;
+    const std::optional<FileStamp> current = FileStamp::of(path);
+    const auto known = m_known.constFind(path);
+    if (!current || (known != m_known.cend() && *known == current))
+        return;
+    // Half a file is no version of it: wait until its writer is done, within reason.
+    if (OpenWriters::present(path)) {
+        if (!m_waitingSince.isValid())
+            m_waitingSince.start();
+        if (m_waitingSince.elapsed() < waitForWriterMs) {
+            m_recheck.start();
+            return;
+        }
+    }
+    m_waitingSince.invalidate();
+    if (m_pending && m_pending->path == path) {
+        // Both changed it: what is typed gets written, the other text is kept beside.
+        const auto copy = ReplacedCopies::keep(path, m_clock->now());
+        m_known[path] = current;
+        m_concurrentCopy = copy.value_or(QString());
+        setLastError(concurrentChange.toString(), m_concurrentCopy);
+        return;
+    }
+    const TextFile::Read read = TextFile::readUtf8(path);
+    if (!read.text)
+        return;
+    m_known[path] = read.stamp;
+    emit changedOutside(QuickNoteFormat::toDisplay(*read.text));
 }
 
 void QuickNote::save(const QString &text, const QString &path)
@@ -54,9 +140,9 @@ QString QuickNote::savedLabel() const
     return u"Saved "_qs + m_savedAt.toString(u"HH:mm");
 }
 
-void QuickNote::setLastError(const QString &error)
+void QuickNote::setLastError(const QString &error, const QString &copy)
 {
-    emit reported(error);
+    emit reported(error, copy);
     if (m_lastError == error)
         return;
     m_lastError = error;
@@ -75,21 +161,46 @@ void QuickNote::write(const QString &text, const QString &path)
         setLastError(u"Couldn't save note: "_qs + *error);
         return;
     }
-    if (exists) {
-        // A note that is not valid UTF-8 showed as empty: keep its bytes before replacing them.
-        const TextFile::Read current = TextFile::readUtf8(path);
-        if (!current.text && !current.bytes.isEmpty() &&
-            !ReplacedCopies::keep(path, m_clock->now())) {
-            setLastError(
-                u"Couldn't save note: could not keep a copy of the file it replaces in "_qs +
-                ReplacedCopies::folder());
-            return;
+    QString copy;
+    std::optional<FileStamp> current = FileStamp::of(path);
+    if (current) {
+        // A version this never read (another program's, or one that is not valid UTF-8 and so
+        // showed as empty) is kept before it is replaced.
+        const auto known = m_known.constFind(path);
+        const bool read = known != m_known.cend() && *known == current;
+        if (!read && TextFile::readBytes(path).value_or(QByteArray()) != markdown.toUtf8()) {
+            const auto kept = ReplacedCopies::keep(path, m_clock->now());
+            if (!kept) {
+                setLastError(
+                    u"Couldn't save note: could not keep a copy of the file it replaces in "_qs +
+                    ReplacedCopies::folder());
+                return;
+            }
+            copy = *kept;
         }
     }
-    if (const auto error = TextFile::writeAtomically(path, markdown.toUtf8())) {
-        setLastError(u"Couldn't save note: "_qs + *error);
+    TextFile::Replace result =
+        TextFile::replaceIfUnchanged(path, markdown.toUtf8(), current, /*evenWhileWritten=*/true);
+    if (result.outcome == TextFile::Replace::Outcome::Changed) {
+        // Changed in the last instant: keep that version too, then write.
+        current = FileStamp::of(path);
+        if (const auto kept = ReplacedCopies::keep(path, m_clock->now()))
+            copy = *kept;
+        result = TextFile::replaceIfUnchanged(path, markdown.toUtf8(), current, true);
+    }
+    if (result.outcome != TextFile::Replace::Outcome::Written) {
+        setLastError(u"Couldn't save note: "_qs +
+                     (result.error.isEmpty() ? u"the file keeps changing"_qs : result.error));
         return;
     }
+    if (result.displaced) {
+        if (const auto kept = ReplacedCopies::keepBytes(QFileInfo(path).fileName(),
+                                                        *result.displaced, m_clock->now()))
+            copy = *kept;
+    }
+    m_known[path] = result.written;
+    if (path == m_shownPath)
+        watchShown();
     m_savedAt = m_clock->now();
     emit savedAtChanged();
     setLastError({});

@@ -1,6 +1,11 @@
 #pragma once
 
+#include "io/FileStamp.h"
+
 #include <QDateTime>
+#include <QElapsedTimer>
+#include <QFileSystemWatcher>
+#include <QHash>
 #include <QObject>
 #include <QString>
 #include <QTimer>
@@ -9,7 +14,9 @@
 
 class Clock;
 
-// The quick note's file: read as display text, written a moment after the typing stops.
+// The quick note's file: read as display text, written a moment after the typing stops. While it
+// is shown, a change by another program is loaded; one that met unsaved typing is kept as a
+// replaced copy, and so is any version this did not read that a save would replace.
 class QuickNote : public QObject {
     Q_OBJECT
     Q_PROPERTY(QDateTime savedAt READ savedAt NOTIFY savedAtChanged)
@@ -30,6 +37,10 @@ public:
     void save(const QString &text, const QString &path);
     // Writes what is pending now.
     void flush();
+    // load() for the editor, which shows the note until close(): changes from outside are
+    // announced with changedOutside().
+    QString open(const QString &path);
+    void close();
 
     [[nodiscard]] const QDateTime &savedAt() const { return m_savedAt; }
     // "Saves as you type" until the first save, then "Saved HH:mm".
@@ -39,8 +50,11 @@ public:
 signals:
     void savedAtChanged();
     void lastErrorChanged();
-    // After every write: why it failed, or "" when it went well.
-    void reported(const QString &error);
+    // After every write: why it failed, or "" when it went well, and a copy of replaced text
+    // that was made.
+    void reported(const QString &error, const QString &copy);
+    // Another program changed the shown note, and nothing typed was waiting: its new text.
+    void changedOutside(const QString &text);
 
 private:
     struct Pending {
@@ -50,11 +64,23 @@ private:
 
     void write(const QString &text, const QString &path);
     void writePending();
-    void setLastError(const QString &error);
+    void setLastError(const QString &error, const QString &copy = {});
+    void checkShown();
+    void watchShown();
 
     const Clock *m_clock;
     QTimer m_timer;
     std::optional<Pending> m_pending;
     QDateTime m_savedAt;
     QString m_lastError;
+
+    // The note the editor shows; empty while none is.
+    QString m_shownPath;
+    // Each note's version as this last read or wrote it.
+    QHash<QString, std::optional<FileStamp>> m_known;
+    QFileSystemWatcher m_watcher;
+    QTimer m_recheck;
+    QElapsedTimer m_waitingSince;
+    // The copy of another program's text that met unsaved typing, until the typing is written.
+    QString m_concurrentCopy;
 };

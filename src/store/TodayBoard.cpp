@@ -1,5 +1,6 @@
 #include "TodayBoard.h"
 
+#include "io/OpenWriters.h"
 #include "io/ReplacedCopies.h"
 #include "io/TextFile.h"
 #include "platform/DayChangeTimer.h"
@@ -7,15 +8,23 @@
 #include "store/DayFiles.h"
 #include "store/FolderWatcher.h"
 #include "store/Preferences.h"
+#include "store/StoreLog.h"
 #include "store/VaultLocations.h"
 
 #include <QFileInfo>
 #include <QPointer>
+#include <QStringDecoder>
 
-#include <algorithm>
-#include <sys/stat.h>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <fcntl.h>
 
 namespace {
+
+// Another program that saves this often while a save is made wins this many rounds; the save
+// then waits for the next quiet moment.
+constexpr int maxSaveAttempts = 8;
 
 // A card is one line of the file: pasted line breaks become spaces.
 QString oneLine(const QString &text)
@@ -33,6 +42,14 @@ TodayBoard::TodayBoard(const Preferences *preferences, const VaultLocations *loc
                        const Clock *clock, QObject *parent)
     : QObject(parent), m_preferences(preferences), m_locations(locations), m_clock(clock)
 {
+    m_retry.setSingleShot(true);
+    m_retry.setInterval(writerPollMs);
+    connect(&m_retry, &QTimer::timeout, this, [this] {
+        if (m_needsWrite || !m_edits.isEmpty())
+            writePending();
+        else
+            checkForChanges();
+    });
     m_day = DayFiles::keyOf(now());
     loadToday();
     watchBoards();
@@ -87,29 +104,40 @@ void TodayBoard::setDay(const QString &day)
     emit dayChanged();
 }
 
-void TodayBoard::setLastError(const QString &error)
+void TodayBoard::setLastError(const QString &error, const QString &copy)
 {
-    emit reported(error);
-    if (m_lastError == error)
+    emit reported(error, copy);
+    if (m_lastError == error && m_lastCopy == copy)
         return;
     m_lastError = error;
+    m_lastCopy = copy;
     emit lastErrorChanged();
+}
+
+void TodayBoard::setUnreadable(const QString &reason)
+{
+    if (m_unreadable == reason)
+        return;
+    m_unreadable = reason;
+    emit unreadableChanged();
 }
 
 // ---- the file
 
-std::optional<TodayBoard::FileStamp> TodayBoard::stamp(const QString &path)
-{
-    struct stat info {};
-    if (::stat(QFile::encodeName(path).constData(), &info) != 0)
-        return std::nullopt;
-    return FileStamp{qint64(info.st_mtim.tv_sec) * 1'000'000'000 + info.st_mtim.tv_nsec,
-                     quint64(info.st_ino), qint64(info.st_size)};
-}
-
 void TodayBoard::loadToday()
 {
-    setDay(DayFiles::keyOf(now()));
+    const QString day = DayFiles::keyOf(now());
+    if (day != m_day) {
+        // Edits that never reached yesterday's file cannot go into today's.
+        if (!m_edits.isEmpty())
+            qCWarning(lcStore, "%lld edits of %s could not be saved and are dropped",
+                      qlonglong(m_edits.size()), qPrintable(m_day));
+        m_edits.clear();
+        m_needsWrite = false;
+        m_lastKnownStamp.reset();
+        setUnreadable({});
+    }
+    setDay(day);
     if (QFileInfo::exists(path()))
         reload();
     else
@@ -118,20 +146,65 @@ void TodayBoard::loadToday()
 
 void TodayBoard::reload()
 {
+    if (!readNewest())
+        return;
+    if (m_needsWrite || !m_edits.isEmpty())
+        writePending();
+    else
+        reportOutcome({});
+}
+
+bool TodayBoard::waitForWriter()
+{
+    if (!m_waitingSince.isValid())
+        m_waitingSince.start();
+    if (m_waitingSince.elapsed() >= writerWaitMs)
+        return false;
+    m_retry.start();
+    return true;
+}
+
+bool TodayBoard::readNewest()
+{
     const QString file = path();
-    // Stamp first: a change between the two reads then shows up as a difference next time.
-    const std::optional<FileStamp> before = stamp(file);
+    if (OpenWriters::present(file) && waitForWriter())
+        return false;
     const TextFile::Read read = TextFile::readUtf8(file);
     if (!read.text) {
-        m_holdsForeignBytes = true;
-        setLastError(u"Couldn't read "_qs + QFileInfo(file).fileName() + u": "_qs + read.error);
-        return;
+        if (!QFileInfo::exists(file)) {
+            // Deleted from outside: the board stays as it is, and the next save writes it anew.
+            m_lastKnownStamp.reset();
+            return true;
+        }
+        const QString reason =
+            u"Couldn't read "_qs + QFileInfo(file).fileName() + u": "_qs + read.error;
+        setUnreadable(reason);
+        setLastError(reason);
+        return false;
     }
+    m_waitingSince.invalidate();
+    setUnreadable({});
     Board parsed = Board::parse(*read.text);
     m_holdsForeignBytes = parsed.markdown().toUtf8() != read.bytes;
-    m_lastKnownStamp = before;
-    publishBoard(std::move(parsed));
-    setLastError({});
+    m_lastKnownStamp = read.stamp;
+    rebase(std::move(parsed));
+    return true;
+}
+
+void TodayBoard::rebase(Board newest)
+{
+    newest.adoptIds(m_base);
+    m_base = newest;
+    QList<BoardEdit> kept;
+    for (const BoardEdit &edit : std::as_const(m_edits)) {
+        if (edit.applyTo(newest))
+            kept.append(edit);
+        else
+            m_dropped.append(edit.cardText());
+    }
+    m_edits = kept;
+    if (newest != m_board)
+        publishBoard(std::move(newest));
 }
 
 std::optional<QString> TodayBoard::previousBoardPath() const
@@ -139,60 +212,182 @@ std::optional<QString> TodayBoard::previousBoardPath() const
     return DayFiles::latestBefore(m_locations->boardsDir(), m_day);
 }
 
-void TodayBoard::createToday()
+Board TodayBoard::freshBoard(int *carried, std::optional<QString> *fromDay) const
 {
     Board board = Board::empty();
+    *carried = 0;
+    const auto source = previousBoardPath();
+    if (!source)
+        return board;
+    const TextFile::Read read = TextFile::readUtf8(*source);
+    if (!read.text)
+        return board;
+    const Board previous = Board::parse(*read.text);
+    *fromDay = QFileInfo(*source).fileName().chopped(3);
+    if (!m_preferences->carryOver())
+        return board;
+    for (LaneKind kind : {LaneKind::Todo, LaneKind::Doing}) {
+        QList<Card> copies;
+        for (const Card &card : previous.cards(kind))
+            copies.append(Card(card.text(), card.extraLines()));
+        if (const auto index = board.laneIndex(kind))
+            board.lanes()[*index].cards() = copies;
+        *carried += int(copies.size());
+    }
+    return board;
+}
+
+void TodayBoard::createToday()
+{
     int carried = 0;
     std::optional<QString> fromDay;
-    if (const auto source = previousBoardPath()) {
-        const TextFile::Read read = TextFile::readUtf8(*source);
-        if (read.text) {
-            const Board previous = Board::parse(*read.text);
-            fromDay = QFileInfo(*source).fileName().chopped(3);
-            if (m_preferences->carryOver()) {
-                for (LaneKind kind : {LaneKind::Todo, LaneKind::Doing}) {
-                    QList<Card> copies;
-                    for (const Card &card : previous.cards(kind))
-                        copies.append(Card(card.text(), card.extraLines()));
-                    if (const auto index = board.laneIndex(kind))
-                        board.lanes()[*index].cards() = copies;
-                    carried += int(copies.size());
-                }
-            }
-        }
-    }
+    Board board = freshBoard(&carried, &fromDay);
     m_holdsForeignBytes = false;
+    m_base = board;
+    m_edits.clear();
+    m_lastKnownStamp.reset();
     publishBoard(std::move(board));
     save();
     if (m_preferences->morningBanner())
         setGreeting(Greeting(carried, fromDay));
 }
 
+void TodayBoard::startFreshBoard()
+{
+    if (m_unreadable.isEmpty())
+        return;
+    const QString file = path();
+    const QString stem = m_locations->boardsDir() + u'/' + m_day + u" (unreadable"_qs;
+    for (int n = 1;; ++n) {
+        const QString aside = stem + (n == 1 ? QString() : u' ' + QString::number(n)) + u").md"_qs;
+        if (::renameat2(AT_FDCWD, QFile::encodeName(file).constData(), AT_FDCWD,
+                        QFile::encodeName(aside).constData(), RENAME_NOREPLACE) == 0) {
+            qCInfo(lcStore, "moved the unreadable %s aside to %s", qPrintable(file),
+                   qPrintable(aside));
+            break;
+        }
+        if (errno != EEXIST || n >= 1000) {
+            setLastError(u"Couldn't move "_qs + QFileInfo(file).fileName() + u" aside: "_qs +
+                         QString::fromLocal8Bit(std::strerror(errno)));
+            return;
+        }
+    }
+    setUnreadable({});
+    int carried = 0;
+    std::optional<QString> fromDay;
+    m_holdsForeignBytes = false;
+    m_lastKnownStamp.reset();
+    m_needsWrite = true;
+    rebase(freshBoard(&carried, &fromDay));
+    writePending();
+}
+
 void TodayBoard::save()
 {
+    m_needsWrite = true;
+    writePending();
+}
+
+void TodayBoard::writePending()
+{
+    m_retry.stop();
+    // Nothing is written over a file that could not be read: the edits wait.
+    if (!m_unreadable.isEmpty())
+        return;
     if (const auto error = TextFile::makeFolders(m_locations->boardsDir())) {
         setLastError(saveErrorPrefix.toString() + *error);
         return;
     }
     const QString file = path();
-    if (const auto current = stamp(file)) {
-        // About to replace bytes the board does not hold: keep them first, or do not write.
-        if (m_holdsForeignBytes || !m_lastKnownStamp || *current != *m_lastKnownStamp) {
-            if (!ReplacedCopies::keep(file, now())) {
+    QString copy;
+    for (int attempt = 0; attempt < maxSaveAttempts; ++attempt) {
+        const std::optional<FileStamp> current = FileStamp::of(file);
+        if (current && current != m_lastKnownStamp) {
+            // Someone else saved since this last read the file: their version first.
+            if (!readNewest())
+                return;
+            if (!m_needsWrite && m_edits.isEmpty()) {
+                reportOutcome(copy);
+                return;
+            }
+            continue;
+        }
+        if (current && m_holdsForeignBytes && copy.isEmpty()) {
+            // The last resort: bytes the board cannot hold are about to go.
+            const auto kept = ReplacedCopies::keep(file, now());
+            if (!kept) {
                 setLastError(saveErrorPrefix.toString() +
                              u"could not keep a copy of the file it replaces in "_qs +
                              ReplacedCopies::folder());
                 return;
             }
+            copy = *kept;
         }
-    }
-    if (const auto error = TextFile::writeAtomically(file, m_board.markdown().toUtf8())) {
-        setLastError(saveErrorPrefix.toString() + *error);
+        const bool overWriter =
+            m_waitingSince.isValid() && m_waitingSince.elapsed() >= writerWaitMs;
+        const TextFile::Replace result =
+            TextFile::replaceIfUnchanged(file, m_board.markdown().toUtf8(), current, overWriter);
+        switch (result.outcome) {
+        case TextFile::Replace::Outcome::Changed:
+            continue;
+        case TextFile::Replace::Outcome::Busy:
+            if (waitForWriter())
+                return;
+            continue;
+        case TextFile::Replace::Outcome::Failed:
+            setLastError(saveErrorPrefix.toString() + result.error);
+            return;
+        case TextFile::Replace::Outcome::Written:
+            break;
+        }
+        m_waitingSince.invalidate();
+        m_lastKnownStamp = result.written;
+        m_holdsForeignBytes = false;
+        if (result.displaced) {
+            // Another program saved between the last check and the rename: what it wrote was
+            // just replaced. Take it back in, make the edits again on it, and write once more.
+            const QByteArray &bytes = *result.displaced;
+            QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
+            const QString text = decoder.decode(bytes);
+            if (!decoder.hasError()) {
+                Board theirs = Board::parse(text);
+                m_holdsForeignBytes = theirs.markdown().toUtf8() != bytes;
+                rebase(std::move(theirs));
+                continue;
+            }
+            copy =
+                ReplacedCopies::keepBytes(QFileInfo(file).fileName(), bytes, now()).value_or(copy);
+        }
+        m_base = m_board;
+        m_edits.clear();
+        m_needsWrite = false;
+        reportOutcome(copy);
         return;
     }
-    m_lastKnownStamp = stamp(file);
-    m_holdsForeignBytes = false;
-    setLastError({});
+    // Rewritten from outside at every turn: try again shortly.
+    qCWarning(lcStore, "%s keeps changing while the board is saved; trying again",
+              qPrintable(file));
+    m_retry.start();
+}
+
+void TodayBoard::reportOutcome(const QString &copy)
+{
+    if (!m_dropped.isEmpty()) {
+        const QString message =
+            m_dropped.size() == 1
+                ? u"“"_qs + m_dropped.front() +
+                      u"” was changed in another program: its version was kept, your edit wasn't made."_qs
+                : QString::number(m_dropped.size()) +
+                      u" tasks were changed in another program: their versions were kept, your edits to them weren't made."_qs;
+        m_dropped.clear();
+        setLastError(message, copy);
+    } else if (!copy.isEmpty()) {
+        setLastError(QFileInfo(path()).fileName() +
+                         u" held text the board can't show; a copy of it was kept."_qs,
+                     copy);
+    } else {
+        setLastError({});
+    }
 }
 
 void TodayBoard::relocate()
@@ -203,18 +398,22 @@ void TodayBoard::relocate()
 
 // ---- editing
 
+void TodayBoard::perform(const BoardEdit &edit)
+{
+    Board board = m_board;
+    if (!edit.applyTo(board))
+        return;
+    m_edits.append(edit);
+    publishBoard(std::move(board));
+    writePending();
+}
+
 void TodayBoard::add(const QString &text, LaneKind kind)
 {
     const QString trimmed = oneLine(text);
-    if (trimmed.isEmpty())
+    if (trimmed.isEmpty() || !m_board.laneIndex(kind))
         return;
-    const auto lane = m_board.laneIndex(kind);
-    if (!lane)
-        return;
-    Board board = m_board;
-    board.lanes()[*lane].cards().append(Card(trimmed));
-    publishBoard(std::move(board));
-    save();
+    perform(BoardEdit::add(Card(trimmed), kind));
 }
 
 void TodayBoard::move(const QUuid &id, LaneKind kind, const std::optional<QUuid> &before)
@@ -222,24 +421,9 @@ void TodayBoard::move(const QUuid &id, LaneKind kind, const std::optional<QUuid>
     if (before && *before == id)
         return;
     const auto from = m_board.locate(id);
-    if (!from)
+    if (!from || !m_board.laneIndex(kind))
         return;
-    const auto target = m_board.laneIndex(kind);
-    if (!target)
-        return;
-    Board board = m_board;
-    const Card card = board.lanes()[from->lane].cards().takeAt(from->index);
-    QList<Card> &cards = board.lanes()[*target].cards();
-    qsizetype at = cards.size();
-    if (before) {
-        const auto found = std::find_if(cards.begin(), cards.end(),
-                                        [&](const Card &c) { return c.id() == *before; });
-        if (found != cards.end())
-            at = found - cards.begin();
-    }
-    cards.insert(at, card);
-    publishBoard(std::move(board));
-    save();
+    perform(BoardEdit::move(m_board.lanes()[from->lane].cards()[from->index], kind, before));
 }
 
 void TodayBoard::toggle(const QUuid &id)
@@ -252,18 +436,10 @@ void TodayBoard::toggle(const QUuid &id)
 
 void TodayBoard::rename(const QUuid &id, const QString &text)
 {
-    const QString trimmed = oneLine(text);
     const auto at = m_board.locate(id);
     if (!at)
         return;
-    Board board = m_board;
-    QList<Card> &cards = board.lanes()[at->lane].cards();
-    if (trimmed.isEmpty())
-        cards.removeAt(at->index);
-    else
-        cards[at->index].setText(trimmed);
-    publishBoard(std::move(board));
-    save();
+    perform(BoardEdit::rename(m_board.lanes()[at->lane].cards()[at->index], oneLine(text)));
 }
 
 void TodayBoard::deleteCard(const QUuid &id)
@@ -271,10 +447,7 @@ void TodayBoard::deleteCard(const QUuid &id)
     const auto at = m_board.locate(id);
     if (!at)
         return;
-    Board board = m_board;
-    board.lanes()[at->lane].cards().removeAt(at->index);
-    publishBoard(std::move(board));
-    save();
+    perform(BoardEdit::remove(m_board.lanes()[at->lane].cards()[at->index]));
 }
 
 void TodayBoard::copyToToday(const Card &card)
@@ -330,12 +503,11 @@ void TodayBoard::checkForChanges()
 {
     const QString today = DayFiles::keyOf(now());
     if (today != m_day) {
-        setDay(today);
         loadToday();
         return;
     }
-    if (const auto current = stamp(path())) {
-        if (!m_lastKnownStamp || *current != *m_lastKnownStamp)
+    if (const auto current = FileStamp::of(path())) {
+        if (current != m_lastKnownStamp)
             reload();
     }
     emit folderChecked();

@@ -1,10 +1,15 @@
 #pragma once
 
+#include "io/FileStamp.h"
 #include "model/Board.h"
+#include "model/BoardEdit.h"
 #include "store/Greeting.h"
 
+#include <QElapsedTimer>
 #include <QObject>
 #include <QString>
+#include <QStringList>
+#include <QTimer>
 #include <QUuid>
 #include <QVariant>
 
@@ -17,9 +22,12 @@ class FolderWatcher;
 class Preferences;
 class VaultLocations;
 
-// Today's board and its file. Every edit is written at once; a file changed from outside is read
-// again; a new day gets a new board, with yesterday's unfinished cards when the preferences say
-// so. Bytes the board does not hold are copied aside before they are written over.
+// Today's board and its file. Every edit is written at once, made on the newest version of the
+// file: when another program saved in the meantime, its version is read, the edit is made again
+// there, and both survive; an edit of a card that the other program changed itself is dropped,
+// and said so. A file changed from outside is read again once its writer is done; a new day gets
+// a new board, with yesterday's unfinished cards when the preferences say so. An unreadable file
+// is never written over: edits wait until it can be read or the user starts a fresh board.
 class TodayBoard : public QObject {
     Q_OBJECT
     Q_PROPERTY(Board board READ board NOTIFY boardChanged)
@@ -28,10 +36,18 @@ class TodayBoard : public QObject {
     Q_PROPERTY(QVariant greeting READ greetingValue WRITE setGreetingValue NOTIFY greetingChanged)
     // Empty while there is nothing to report.
     Q_PROPERTY(QString lastError READ lastError NOTIFY lastErrorChanged)
+    // A copy of replaced bytes made with the current `lastError`; empty when none was made.
+    Q_PROPERTY(QString lastCopy READ lastCopy NOTIFY lastErrorChanged)
+    // Why today's file cannot be read; empty when it can.
+    Q_PROPERTY(QString unreadable READ unreadable NOTIFY unreadableChanged)
 
 public:
     // How `lastError` begins when the board could not be written.
     static constexpr QStringView saveErrorPrefix = u"Couldn't save board: ";
+    // How long a save or a read waits for another program to finish writing the file; after
+    // that it goes ahead, and what that program writes later is read as a change of its own.
+    static constexpr int writerWaitMs = 2000;
+    static constexpr int writerPollMs = 40;
 
     // Loads or makes today's board and watches its folder. None of the three is owned.
     TodayBoard(const Preferences *preferences, const VaultLocations *locations, const Clock *clock,
@@ -47,12 +63,20 @@ public:
     [[nodiscard]] QVariant greetingValue() const;
     void setGreetingValue(const QVariant &value);
     [[nodiscard]] const QString &lastError() const { return m_lastError; }
+    [[nodiscard]] const QString &lastCopy() const { return m_lastCopy; }
+    [[nodiscard]] const QString &unreadable() const { return m_unreadable; }
+    // Edits made but not yet in the file (it could not be written or read).
+    [[nodiscard]] qsizetype pendingEdits() const { return m_edits.size(); }
 
     Q_INVOKABLE void loadToday();
     Q_INVOKABLE void reload();
     void createToday();
     [[nodiscard]] std::optional<QString> previousBoardPath() const;
+    // Writes the board, with what another program saved meanwhile.
     void save();
+    // Moves an unreadable today's file aside, as "<day> (unreadable).md", and starts a new board
+    // in its place with the edits that waited.
+    Q_INVOKABLE void startFreshBoard();
     // The boards folder is somewhere else now: today's board comes from there, and it is watched.
     void relocate();
 
@@ -82,40 +106,60 @@ signals:
     void dayChanged();
     void greetingChanged();
     void lastErrorChanged();
-    // After every read or write of the file: why it failed, or "" when it went well.
-    void reported(const QString &error);
+    void unreadableChanged();
+    // After every read or write of the file: why it failed, or "" when it went well, and a copy
+    // of replaced bytes that was made.
+    void reported(const QString &error, const QString &copy);
     // The folder was looked at again with the day unchanged: other days' files may have changed.
     void folderChecked();
 
 private:
-    struct FileStamp {
-        qint64 modifiedNanos = 0;
-        quint64 inode = 0;
-        qint64 size = 0;
-        friend bool operator==(const FileStamp &, const FileStamp &) = default;
-    };
-
     [[nodiscard]] QDateTime now() const;
-    [[nodiscard]] static std::optional<FileStamp> stamp(const QString &path);
     void publishBoard(Board board);
     void setDay(const QString &day);
-    void setLastError(const QString &error);
+    void setLastError(const QString &error, const QString &copy = {});
+    void setUnreadable(const QString &reason);
+
+    // Makes `edit` on the board shown and writes it.
+    void perform(const BoardEdit &edit);
+    // Writes the board, or leaves it to a retry while another program writes the file.
+    void writePending();
+    // Reads the file as it is now into the board; false when that has to wait or failed.
+    bool readNewest();
+    // `newest` is the file's board: the edits not yet written are made again on it.
+    void rebase(Board newest);
+    // Checks again shortly, as long as the other writer may take.
+    [[nodiscard]] bool waitForWriter();
+    void reportOutcome(const QString &copy);
+    [[nodiscard]] Board freshBoard(int *carried, std::optional<QString> *fromDay) const;
 
     const Preferences *m_preferences;
     const VaultLocations *m_locations;
     const Clock *m_clock;
 
+    // The board as the file last held it, and the edits made on it since: together `m_board`.
+    Board m_base = Board::empty();
+    QList<BoardEdit> m_edits;
+    // A board that is not in the file yet (a new day's) has to be written even without edits.
+    bool m_needsWrite = false;
     Board m_board = Board::empty();
     QString m_day;
     std::optional<Greeting> m_greeting;
     QString m_lastError;
+    QString m_lastCopy;
+    QString m_unreadable;
+    // Texts of the cards whose edits were dropped since the last report.
+    QStringList m_dropped;
 
     // How the file looked when this last read or wrote it; a different stamp means someone else
-    // changed it.
+    // changed it. None while there is no file (or none has been seen).
     std::optional<FileStamp> m_lastKnownStamp;
-    // The file holds bytes the board does not: it could not be read, or the reader dropped part
-    // of it. The next save keeps a copy of them first.
+    // The file holds bytes the board does not: the reader dropped part of it. The next save keeps
+    // a copy of them first.
     bool m_holdsForeignBytes = false;
+
+    QTimer m_retry;
+    QElapsedTimer m_waitingSince;
 
     std::unique_ptr<FolderWatcher> m_watcher;
     DayChangeTimer *m_dayTimer = nullptr;

@@ -27,7 +27,15 @@ FocusScope {
         notesList.refresh();
     }
     // Leaving the tab, or the panel closing, writes what is still waiting to be saved.
-    Component.onDestruction: view.store.flushQuickNote()
+    Component.onDestruction: view.store.closeQuickNote()
+
+    // Saved by another program while nothing typed was waiting: show its text.
+    Connections {
+        target: view.store
+        function onQuickNoteChangedOutside(text: string) {
+            view.draft = text;
+        }
+    }
 
     Accessible.role: Accessible.Pane
     Accessible.name: "Notes"
