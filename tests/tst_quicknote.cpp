@@ -1,3 +1,4 @@
+#include "io/TextFile.h"
 #include "store/QuickNote.h"
 #include "support/StoreFixture.h"
 
@@ -123,6 +124,88 @@ private slots:
         const QStringList copies = QDir(m_scratch->replaced()).entryList(QDir::Files);
         QCOMPARE(copies.size(), 1);
         QCOMPARE(Scratch::read(m_scratch->replaced() + u'/' + copies[0]), QByteArray("caf\xe9"));
+    }
+
+    // ---- another program writing the shown note
+
+    void outsideChangeIsLoadedWhenNothingWaits_data()
+    {
+        QTest::addColumn<bool>("inPlace");
+        QTest::newRow("rewritten in place") << true;
+        QTest::newRow("replaced by rename") << false;
+    }
+    void outsideChangeIsLoadedWhenNothingWaits()
+    {
+        QFETCH(bool, inPlace);
+        Scratch::write(note(), "- mine\n");
+        QuickNote quick(&m_clock);
+        QSignalSpy changed(&quick, &QuickNote::changedOutside);
+        QCOMPARE(quick.open(note()), u"\u2022 mine\n"_qs);
+        if (inPlace)
+            Scratch::write(note(), "- theirs\n");
+        else
+            QVERIFY(!TextFile::writeAtomically(note(), "- theirs\n"));
+        QTRY_COMPARE_WITH_TIMEOUT(changed.count(), 1, 10000);
+        QCOMPARE(changed[0][0].toString(), u"\u2022 theirs\n"_qs);
+        // Once loaded, the next save replaces it without a copy.
+        quick.save(u"\u2022 theirs\n\u2022 more\n"_qs, note());
+        quick.flush();
+        QCOMPARE(Scratch::read(note()), QByteArray("- theirs\n- more\n"));
+        QVERIFY(QDir(m_scratch->replaced()).entryList(QDir::Files).isEmpty());
+        QCOMPARE(quick.lastError(), QString());
+    }
+
+    void outsideChangeMeetingTypingIsKeptAsACopy()
+    {
+        Scratch::write(note(), "- mine\n");
+        QuickNote quick(&m_clock);
+        quick.open(note());
+        QSignalSpy changed(&quick, &QuickNote::changedOutside);
+        QSignalSpy reported(&quick, &QuickNote::reported);
+        quick.save(u"\u2022 mine\n\u2022 typed\n"_qs, note());
+        QVERIFY(!TextFile::writeAtomically(note(), "- theirs\n"));
+        // Whichever comes first, the watcher or the typing pause, both texts survive.
+        QTRY_VERIFY_WITH_TIMEOUT(!QDir(m_scratch->replaced()).entryList(QDir::Files).isEmpty(),
+                                 10000);
+        quick.flush();
+        QCOMPARE(Scratch::read(note()), QByteArray("- mine\n- typed\n"));
+        const QStringList copies = QDir(m_scratch->replaced()).entryList(QDir::Files);
+        QCOMPARE(copies.size(), 1);
+        QCOMPARE(Scratch::read(m_scratch->replaced() + u'/' + copies[0]), QByteArray("- theirs\n"));
+        QVERIFY2(quick.lastError().contains(u"copy"_qs), qPrintable(quick.lastError()));
+        QCOMPARE(reported.last()[1].toString(), m_scratch->replaced() + u'/' + copies[0]);
+        QCOMPARE(changed.count(), 0);
+    }
+
+    void versionNeverReadIsKeptBeforeItIsReplaced()
+    {
+        QuickNote quick(&m_clock);
+        QCOMPARE(quick.open(note()), QString());
+        // Made by another program after the editor showed the day's empty note.
+        Scratch::write(note(), "- theirs\n");
+        quick.close();
+        quick.save(u"\u2022 mine\n"_qs, note());
+        quick.flush();
+        QCOMPARE(Scratch::read(note()), QByteArray("- mine\n"));
+        const QStringList copies = QDir(m_scratch->replaced()).entryList(QDir::Files);
+        QCOMPARE(copies.size(), 1);
+        QCOMPARE(Scratch::read(m_scratch->replaced() + u'/' + copies[0]), QByteArray("- theirs\n"));
+    }
+
+    void closedNoteIsNotWatched()
+    {
+        Scratch::write(note(), "- mine\n");
+        Scratch::write(note(u"other"_qs), "- other\n");
+        QuickNote quick(&m_clock);
+        QSignalSpy changed(&quick, &QuickNote::changedOutside);
+        quick.open(note());
+        quick.close();
+        Scratch::write(note(), "- theirs\n");
+        // Anchor: a note that is open again is reported, and the closed one was not.
+        quick.open(note(u"other"_qs));
+        Scratch::write(note(u"other"_qs), "- changed\n");
+        QTRY_COMPARE_WITH_TIMEOUT(changed.count(), 1, 10000);
+        QCOMPARE(changed[0][0].toString(), u"\u2022 changed\n"_qs);
     }
 
     void pendingTextDiesWithTheNote()

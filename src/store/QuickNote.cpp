@@ -203,5 +203,13 @@ void QuickNote::write(const QString &text, const QString &path)
         watchShown();
     m_savedAt = m_clock->now();
     emit savedAtChanged();
-    setLastError({});
+    if (!copy.isEmpty())
+        setLastError(QFileInfo(path).fileName() +
+                         u" had text this didn't show; a copy of it was kept."_qs,
+                     copy);
+    else if (!m_concurrentCopy.isEmpty())
+        // Still the news: the typing that waited is in, the other text in its copy.
+        setLastError(concurrentChange.toString(), std::exchange(m_concurrentCopy, QString()));
+    else
+        setLastError({});
 }
