@@ -1,6 +1,7 @@
 #include "IconProvider.h"
 #include "notch/NotchModel.h"
 #include "notch/Theme.h"
+#include "settings/FakeDesktopServices.h"
 #include "store/BoardStore.h"
 #include "support/BoardText.h"
 #include "support/PanelView.h"
@@ -388,6 +389,46 @@ private slots:
         click(item("letsGo"));
         QVERIFY(!m_store->greeting());
         QTRY_VERIFY(!shown(item("greetingSlot")));
+    }
+
+    void unreadableBoardOffersAFreshOne()
+    {
+        const QString file = m_scratch->boards() + u"/2025-03-07.md"_qs;
+        Scratch::write(file, "## To do\n- [ ] caf\xe9\n");
+        start();
+        open();
+        QTRY_VERIFY(shown(item("messageSlot")));
+        const QString text = item("messageText")->property("text").toString();
+        QVERIFY2(text.startsWith(u"Couldn't read 2025-03-07.md: not valid UTF-8 text"_qs),
+                 qPrintable(text));
+        QVERIFY(shown(item("openUnreadable")));
+        QVERIFY(!shown(item("dismissMessage")));
+        click(item("openUnreadable"));
+        QCOMPARE(m_launcher.opened.size(), 1);
+        QVERIFY(m_launcher.opened[0].contains("2025-03-07"));
+        click(item("startFresh"));
+        QTRY_VERIFY(!shown(item("messageSlot")));
+        QCOMPARE(Scratch::read(m_scratch->boards() + u"/2025-03-07 (unreadable).md"_qs),
+                 QByteArray("## To do\n- [ ] caf\xe9\n"));
+        QCOMPARE(Scratch::read(file), m_store->board().markdown().toUtf8());
+    }
+
+    void keptCopyCanBeShown()
+    {
+        FakeDesktopServices services;
+        Scratch::write(m_scratch->boards() + u"/2025-03-07.md"_qs,
+                       "Notes before the board\n## To do\n- [ ] a\n");
+        start();
+        m_store->add(u"b"_qs, LaneKind::Todo);
+        open();
+        QTRY_VERIFY(shown(item("messageSlot")));
+        QVERIFY(!m_store->lastCopy().isEmpty());
+        QVERIFY(shown(item("showCopy")));
+        click(item("showCopy"));
+        QCOMPARE(services.revealed, QStringList{m_store->lastCopy()});
+        click(item("dismissMessage"));
+        QTRY_VERIFY(!shown(item("messageSlot")));
+        QCOMPARE(m_store->lastError(), QString());
     }
 
     // A past day's banner takes the greeting's place while that day is shown.

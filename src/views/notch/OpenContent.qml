@@ -57,11 +57,30 @@ Item {
         }
     }
 
+    MessageLine {
+        id: messageLine
+        store: content.store
+    }
+
+    BannerSlot {
+        id: messageSlot
+        objectName: "messageSlot"
+        anchors.left: parent.left
+        anchors.right: parent.right
+        anchors.top: pastSlot.bottom
+        shown: messageLine.shown
+
+        MessageBanner {
+            width: messageSlot.width
+            line: messageLine
+        }
+    }
+
     Item {
         id: tabArea
         anchors.left: parent.left
         anchors.right: parent.right
-        anchors.top: pastSlot.bottom
+        anchors.top: messageSlot.bottom
         anchors.topMargin: 10
         anchors.bottom: parent.bottom
 

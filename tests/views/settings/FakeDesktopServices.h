@@ -1,6 +1,6 @@
 #pragma once
 
-#include "DesktopServices.h"
+#include "views/settings/DesktopServices.h"
 
 #include <QStringList>
 
