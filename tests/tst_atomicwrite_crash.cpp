@@ -20,8 +20,15 @@ private slots:
     void initTestCase() { QStandardPaths::setTestModeEnabled(true); }
 
     // A writer killed at any moment leaves the old board or the new one, whole.
+    void killedWriterLeavesAWholeBoard_data()
+    {
+        QTest::addColumn<QStringList>("mode");
+        QTest::newRow("atomic write") << QStringList();
+        QTest::newRow("guarded replace") << QStringList{u"guarded"_qs};
+    }
     void killedWriterLeavesAWholeBoard()
     {
+        QFETCH(QStringList, mode);
         constexpr int rounds = 200;
         const QByteArray boardA = AtomicWriteTexts::boardA();
         const QByteArray boardB = AtomicWriteTexts::boardB();
@@ -47,7 +54,7 @@ private slots:
         timer.start();
         for (int round = 0; round < rounds; ++round) {
             QProcess child;
-            child.start(QStringLiteral(ATOMIC_WRITE_CHILD), {path});
+            child.start(QStringLiteral(ATOMIC_WRITE_CHILD), QStringList{path} + mode);
             QVERIFY2(child.waitForStarted(10000), qPrintable(child.errorString()));
             while (!child.canReadLine())
                 QVERIFY2(child.waitForReadyRead(10000), "the writer never started writing");
