@@ -1,6 +1,8 @@
 #include "AppDelegate.h"
 
+#include "AppLog.h"
 #include "TrayIcon.h"
+#include "io/ReplacedCopies.h"
 #include "notch/NotchBehavior.h"
 #include "notch/NotchController.h"
 #include "notch/NotchModel.h"
@@ -12,12 +14,38 @@
 #include "views/board/CardPreviewProvider.h"
 #include "views/settings/SystemDesktopServices.h"
 
+#include <QCoreApplication>
+#include <QDateTime>
 #include <QQmlEngine>
+
+namespace {
+
+// Copies of replaced bytes are kept long enough to notice a loss, not for ever.
+void removeOldReplacedCopies()
+{
+    const ReplacedCopies::Removal removal =
+        ReplacedCopies::removeOlderThan(QDateTime::currentDateTime());
+    for (const QString &path : removal.removed)
+        qCDebug(lcApp, "removed the replaced copy %s", qPrintable(path));
+    if (!removal.removed.isEmpty())
+        qCInfo(lcApp, "removed %lld replaced copies older than %lld days from %s",
+               static_cast<long long>(removal.removed.size()),
+               static_cast<long long>(ReplacedCopies::keptFor.count()),
+               qPrintable(ReplacedCopies::folder()));
+    for (const QString &failure : removal.failures)
+        qCWarning(lcApp, "old replaced copies: %s", qPrintable(failure));
+}
+
+} // namespace
 
 AppDelegate::AppDelegate(QObject *parent)
     : QObject(parent), m_launcher(std::make_unique<DesktopUrlLauncher>())
 {
     m_store = new BoardStore(nullptr, m_launcher.get(), this);
+    // Every way of quitting (the tray, the bus, a signal) ends the event loop; the note typed
+    // last is written before the windows and the store go.
+    connect(QCoreApplication::instance(), &QCoreApplication::aboutToQuit, m_store,
+            &BoardStore::flushQuickNote);
 
     m_engine = new QQmlEngine(this);
     m_engine->addImportPath(u"qrc:/qt/qml"_qs);
@@ -49,6 +77,8 @@ AppDelegate::AppDelegate(QObject *parent)
     m_session = new SessionMonitor(this);
     connect(m_session, &SessionMonitor::resumed, m_store, &BoardStore::loadToday);
     connect(m_session, &SessionMonitor::unlocked, m_store, &BoardStore::loadToday);
+
+    removeOldReplacedCopies();
 }
 
 // The controller's windows go before the engine that their views come from.

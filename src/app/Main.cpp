@@ -9,6 +9,7 @@
 #include "notch/NotchController.h"
 #include "platform/LaunchAtLogin.h"
 #include "platform/PanelShell.h"
+#include "platform/UnixSignals.h"
 
 #include <QApplication>
 #include <QCoreApplication>
@@ -179,6 +180,15 @@ int Main::exec(int argc, char **argv, const std::function<bool()> &selfTest)
     const QDBusConnection bus = QDBusConnection::sessionBus();
     if (RunningInstance::exists(bus))
         return handOver(bus, handOverMethod);
+    // Logging out, `kill` and Ctrl+C end it the way the tray's Quit does, so that what is still
+    // waiting to be saved is written. Caught before the delegate is built: one that comes while
+    // it starts up is acted on once the event loop runs. Given back only after the delegate has
+    // gone.
+    const UnixSignals endSignals;
+    QObject::connect(&endSignals, &UnixSignals::quitRequested, &app, [](int signal) {
+        qCInfo(lcApp, "quitting on %s", qPrintable(UnixSignals::name(signal)));
+        QCoreApplication::quit();
+    });
     AppDelegate delegate;
     RemoteControl remote(delegate.controller()->behavior(), delegate.controller()->model(),
                          delegate.store());

@@ -6,7 +6,11 @@
 #include <QFile>
 
 #include <cerrno>
+#include <cstring>
+#include <dirent.h>
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -74,4 +78,59 @@ std::optional<QString> ReplacedCopies::keepBytes(const QString &fileName, const 
     if (TextFile::writeAtomically(copy, bytes))
         return std::nullopt;
     return copy;
+}
+
+ReplacedCopies::Removal ReplacedCopies::removeOlderThan(const QDateTime &now, std::chrono::days age)
+{
+    Removal removal;
+    const QString folder = ReplacedCopies::folder();
+    const auto failed = [&](const QString &what, int error) {
+        removal.failures.append(what + u": "_qs + QString::fromLocal8Bit(std::strerror(error)));
+    };
+    // Everything below works on names inside this one descriptor: no path is looked up twice, so
+    // nothing swapped in meanwhile leads anywhere else.
+    const int dirFd = ::open(QFile::encodeName(folder).constData(),
+                             O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC);
+    if (dirFd < 0) {
+        const int error = errno;
+        struct stat st {};
+        const bool link =
+            ::lstat(QFile::encodeName(folder).constData(), &st) == 0 && S_ISLNK(st.st_mode);
+        if (link)
+            removal.failures.append(folder + u": a symbolic link, not followed"_qs);
+        else if (error == ENOTDIR)
+            removal.failures.append(folder + u": not a folder"_qs);
+        else if (error != ENOENT)
+            failed(folder, error);
+        return removal;
+    }
+    DIR *dir = ::fdopendir(dirFd);
+    if (dir == nullptr) {
+        failed(folder, errno);
+        ::close(dirFd);
+        return removal;
+    }
+    const QDateTime when = now.isValid() ? now : QDateTime::currentDateTime();
+    const qint64 cutoffMs = when.toMSecsSinceEpoch() -
+                            std::chrono::duration_cast<std::chrono::milliseconds>(age).count();
+    while (const dirent *entry = ::readdir(dir)) {
+        const char *name = entry->d_name;
+        if (std::strcmp(name, ".") == 0 || std::strcmp(name, "..") == 0)
+            continue;
+        struct stat st {};
+        if (::fstatat(dirFd, name, &st, AT_SYMLINK_NOFOLLOW) != 0 || !S_ISREG(st.st_mode))
+            continue;
+        const qint64 modifiedMs =
+            qint64(st.st_mtim.tv_sec) * 1000 + qint64(st.st_mtim.tv_nsec) / 1000000;
+        if (modifiedMs >= cutoffMs)
+            continue;
+        const QString path = folder + u'/' + QFile::decodeName(name);
+        // Never a folder, and a symlink put here since is removed itself, not followed.
+        if (::unlinkat(dirFd, name, 0) == 0)
+            removal.removed.append(path);
+        else if (errno != ENOENT)
+            failed(path, errno);
+    }
+    ::closedir(dir);
+    return removal;
 }

@@ -25,6 +25,18 @@ QuickNote::QuickNote(const Clock *clock, QObject *parent) : QObject(parent), m_c
 {
     m_timer.setSingleShot(true);
     m_timer.setInterval(saveDelayMs);
+    // For tests that need a save still waiting when something else happens.
+    if (qEnvironmentVariableIsSet("TALLOWFERN_NOTE_SAVE_DELAY_MS")) {
+        bool ok = false;
+        const int delay = qEnvironmentVariable("TALLOWFERN_NOTE_SAVE_DELAY_MS").toInt(&ok);
+        if (ok && delay >= 0)
+            m_timer.setInterval(delay);
+        else
+            qCWarning(lcStore,
+                      "TALLOWFERN_NOTE_SAVE_DELAY_MS is not a number of milliseconds; "
+                      "the quick note is saved %d ms after typing",
+                      saveDelayMs);
+    }
     connect(&m_timer, &QTimer::timeout, this, [this] {
         // Which of the two ways wrote it is not visible in the file; the log tells them apart.
         if (m_pending)

@@ -11,9 +11,11 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QProcess>
+#include <QScopeGuard>
 #include <QStandardPaths>
 #include <QTest>
 
+#include <csignal>
 #include <cstring>
 #include <functional>
 #include <memory>
@@ -356,6 +358,60 @@ private slots:
         } else {
             VERIFY_SCREEN(waitFor([this] { return isClosed(); }), u"the panel did not close"_qs);
         }
+    }
+
+    // Logging out, systemd and `kill` end the app with SIGTERM, a closed terminal with SIGHUP:
+    // it quits as its Quit does, with status 0, and writes the note still waiting to be saved.
+    void endingOnSignalSavesTheNote_data()
+    {
+        QTest::addColumn<int>("signal");
+        QTest::newRow("SIGTERM") << int(SIGTERM);
+        QTest::newRow("SIGHUP") << int(SIGHUP);
+    }
+    void endingOnSignalSavesTheNote()
+    {
+        QFETCH(int, signal);
+        // A save that would come only after ten minutes: only the ending can write the note.
+        qputenv("TALLOWFERN_NOTE_SAVE_DELAY_MS", "600000");
+        // An ignored signal stays ignored in the app, which inherits it from this test, whose
+        // runner may ignore SIGHUP (nohup).
+        struct sigaction byDefault {};
+        byDefault.sa_handler = SIG_DFL;
+        struct sigaction previous {};
+        QCOMPARE(::sigaction(signal, &byDefault, &previous), 0);
+        const auto restore = qScopeGuard([&] {
+            qunsetenv("TALLOWFERN_NOTE_SAVE_DELAY_MS");
+            ::sigaction(signal, &previous, nullptr);
+        });
+        CHECKED(startApp([this] { m_app->setLoggingRules(u"tallowfern.store.debug=true"_qs); }));
+
+        CHECKED(openPinned());
+        CHECKED(key(u"ctrl+Tab"_qs));
+        CHECKED(expectNotesShown());
+        CHECKED(clickEditor());
+        CHECKED(type(u"Buy seeds"_qs));
+        CHECKED(expectTexts(editorArea(), {u"Buy seeds"_qs}, u"the editor"_qs, nullptr, 10000));
+        VERIFY_SCREEN(!QFileInfo::exists(notePath()),
+                      u"the note was saved while typing; the save is not still waiting"_qs);
+
+        QCOMPARE(::kill(static_cast<pid_t>(m_app->processId()), signal), 0);
+        const int status = m_app->waitForQuit(30000);
+        const QString log = m_app->output();
+        const QByteArray note = readFile(notePath());
+        // It ended as it should: nothing is left for cleanup() to stop.
+        const bool ended = !m_app->isRunning();
+        m_app.reset();
+        QVERIFY2(ended && status == 0,
+                 qPrintable(u"the app did not quit with status 0 (%1); it printed:\n%2"_qs.arg(
+                     ended ? QString::number(status) : u"still running"_qs, log)));
+        QCOMPARE(note, QByteArray("Buy seeds\n"));
+        QVERIFY2(log.count(u"quick note written at once"_qs) == 1 &&
+                     !log.contains(u"quick note written after the typing pause"_qs),
+                 qPrintable(u"the note was not written at once on quitting; the app printed:\n"_qs +
+                            log));
+        const QString name = signal == SIGTERM ? u"SIGTERM"_qs : u"SIGHUP"_qs;
+        QVERIFY2(log.contains(u"quitting on "_qs + name),
+                 qPrintable(u"the log does not say which signal ended the app:\n"_qs + log));
     }
 
     // Typing in the search narrows the list to the notes whose path holds the text, and Return
