@@ -127,21 +127,27 @@ void TodayBoard::setUnreadable(const QString &reason)
 void TodayBoard::loadToday()
 {
     const QString day = DayFiles::keyOf(now());
-    if (day != m_day) {
+    if (day != m_day)
         // Edits that never reached yesterday's file cannot go into today's.
-        if (!m_edits.isEmpty())
-            qCWarning(lcStore, "%lld edits of %s could not be saved and are dropped",
-                      qlonglong(m_edits.size()), qPrintable(m_day));
-        m_edits.clear();
-        m_needsWrite = false;
-        m_lastKnownStamp.reset();
-        setUnreadable({});
-    }
+        forgetFile();
     setDay(day);
     if (QFileInfo::exists(path()))
         reload();
     else
         createToday();
+}
+
+void TodayBoard::forgetFile()
+{
+    if (!m_edits.isEmpty())
+        qCWarning(lcStore, "%lld edits of %s could not be saved and are dropped",
+                  qlonglong(m_edits.size()), qPrintable(path()));
+    m_edits.clear();
+    m_needsWrite = false;
+    m_lastKnownStamp.reset();
+    m_retry.stop();
+    m_waitingSince.invalidate();
+    setUnreadable({});
 }
 
 void TodayBoard::reload()
@@ -392,6 +398,7 @@ void TodayBoard::reportOutcome(const QString &copy)
 
 void TodayBoard::relocate()
 {
+    forgetFile();
     loadToday();
     watchBoards();
 }

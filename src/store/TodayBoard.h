@@ -120,6 +120,8 @@ private:
     void setLastError(const QString &error, const QString &copy = {});
     void setUnreadable(const QString &reason);
 
+    // Another file is today's now: what was pending for the old one goes.
+    void forgetFile();
     // Makes `edit` on the board shown and writes it.
     void perform(const BoardEdit &edit);
     // Writes the board, or leaves it to a retry while another program writes the file.
