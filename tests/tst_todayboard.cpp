@@ -4,7 +4,10 @@
 #include "store/VaultLocations.h"
 #include "support/BoardText.h"
 #include "support/StoreFixture.h"
+#include "support/UsedUpInotify.h"
 
+#include <QDir>
+#include <QRegularExpression>
 #include <QScopeGuard>
 #include <QSignalSpy>
 #include <QTest>
@@ -410,6 +413,57 @@ private slots:
         QCOMPARE(lanes(today->board()), u"a,theirs|mine|"_qs);
         QCOMPARE(fileLanes(), u"a,theirs|mine|"_qs);
         QVERIFY(replacedCopies().isEmpty());
+    }
+
+    void boardsFolderRemovedAndMadeAgain_data()
+    {
+        QTest::addColumn<bool>("byRename");
+        QTest::newRow("removed, then made again") << false;
+        QTest::newRow("renamed away and back") << true;
+    }
+    void boardsFolderRemovedAndMadeAgain()
+    {
+        QFETCH(bool, byRename);
+        const auto today = makeToday();
+        QSignalSpy checked(today.get(), &TodayBoard::folderChecked);
+        const QString boards = m_scratch->boards();
+        if (byRename)
+            QVERIFY(QDir().rename(boards, boards + u".away"_qs));
+        else
+            QVERIFY(QDir(boards).removeRecursively());
+        // The folder's going is seen before it comes back.
+        QTRY_VERIFY_WITH_TIMEOUT(checked.count() > 0, 10000);
+        if (byRename)
+            QVERIFY(QDir().rename(boards + u".away"_qs, boards));
+        else
+            QVERIFY(QDir().mkpath(boards));
+        // A later outside save in the folder that came back is seen, without a restart.
+        QVERIFY(!TextFile::writeAtomically(boardFile(u"2025-03-07"_qs),
+                                           boardText({u"after"_qs}, {}, {})));
+        QTRY_COMPARE_WITH_TIMEOUT(texts(today->board(), LaneKind::Todo), QStringList{u"after"_qs},
+                                  10000);
+        QCOMPARE(today->lastError(), QString());
+    }
+
+    void failureToWatchIsShownOnce()
+    {
+        UsedUpInotify used;
+        if (!used.limitReached)
+            QSKIP(used.reason);
+        QTest::ignoreMessage(QtWarningMsg,
+                             QRegularExpression(u"^cannot watch .*max_user_instances"_qs));
+        const auto today = makeToday();
+        used.giveBack();
+        QVERIFY2(today->lastError().contains(u"fs.inotify.max_user_instances"_qs),
+                 qPrintable(today->lastError()));
+        // Gone by itself once watching works, and not shown again with each save.
+        QTRY_COMPARE_WITH_TIMEOUT(today->lastError(), QString(), 30000);
+        today->add(u"a"_qs, LaneKind::Todo);
+        QCOMPARE(today->lastError(), QString());
+        // Watching: an outside save is seen.
+        Scratch::write(boardFile(u"2025-03-07"_qs), boardText({u"outside"_qs}, {}, {}));
+        QTRY_COMPARE_WITH_TIMEOUT(texts(today->board(), LaneKind::Todo), QStringList{u"outside"_qs},
+                                  10000);
     }
 
     void checkingFollowsOutsideWrites()

@@ -19,6 +19,7 @@
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
+#include <utility>
 
 namespace {
 
@@ -504,6 +505,22 @@ void TodayBoard::watchBoards()
         if (self)
             self->checkForChanges();
     });
+    m_watchFailure.clear();
+    connect(m_watcher.get(), &FolderWatcher::failureChanged, this, &TodayBoard::showWatchFailure);
+    showWatchFailure();
+}
+
+void TodayBoard::showWatchFailure()
+{
+    // Once for each cause: the panel is no place for a message that keeps coming back.
+    const QString failure = m_watcher->failure();
+    if (failure == m_watchFailure)
+        return;
+    const QString shown = std::exchange(m_watchFailure, failure);
+    if (!failure.isEmpty())
+        setLastError(failure);
+    else if (!shown.isEmpty() && m_lastError == shown)
+        setLastError({});
 }
 
 void TodayBoard::checkForChanges()

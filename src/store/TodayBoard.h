@@ -134,6 +134,7 @@ private:
     [[nodiscard]] bool waitForWriter();
     void reportOutcome(const QString &copy);
     [[nodiscard]] Board freshBoard(int *carried, std::optional<QString> *fromDay) const;
+    void showWatchFailure();
 
     const Preferences *m_preferences;
     const VaultLocations *m_locations;
@@ -164,5 +165,7 @@ private:
     QElapsedTimer m_waitingSince;
 
     std::unique_ptr<FolderWatcher> m_watcher;
+    // The watcher's failure that was last shown.
+    QString m_watchFailure;
     DayChangeTimer *m_dayTimer = nullptr;
 };
