@@ -65,15 +65,33 @@ void BulletEditor::spaceLines()
     QTextDocument *document = m_document->textDocument();
     QTextBlockFormat spaced;
     spaced.setLineHeight(lineSpacing, QTextBlockFormat::LineDistanceHeight);
-    // A change of format is no edit of the user's: keep it out of the undo history. Right after
-    // the text was replaced there is no history; turning undo off and on would drop any.
+    // Only lines that lack the spacing: a format change that changes nothing would still be a
+    // step of its own in the undo history, and would clear what redo has.
+    QList<int> unspaced;
+    for (QTextBlock block = document->begin(); block.isValid(); block = block.next()) {
+        const QTextBlockFormat format = block.blockFormat();
+        if (format.lineHeightType() != QTextBlockFormat::LineDistanceHeight ||
+            !qFuzzyCompare(format.lineHeight(), qreal(lineSpacing)))
+            unspaced.append(block.position());
+    }
+    if (unspaced.isEmpty())
+        return;
+    // A change of format is no edit of the user's. Right after the text was replaced there is no
+    // history, and none is made; otherwise the spacing joins the edit that made the new lines, so
+    // that one undo takes back both.
     const bool undo = document->isUndoRedoEnabled();
-    const int available = document->availableUndoSteps();
-    if (available == 0)
+    const bool fresh = document->availableUndoSteps() == 0;
+    if (fresh)
         document->setUndoRedoEnabled(false);
     QTextCursor cursor(document);
-    cursor.select(QTextCursor::Document);
-    cursor.mergeBlockFormat(spaced);
-    if (available == 0)
+    if (!fresh)
+        cursor.joinPreviousEditBlock();
+    for (const int position : std::as_const(unspaced)) {
+        cursor.setPosition(position);
+        cursor.mergeBlockFormat(spaced);
+    }
+    if (!fresh)
+        cursor.endEditBlock();
+    if (fresh)
         document->setUndoRedoEnabled(undo);
 }

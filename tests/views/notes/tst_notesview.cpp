@@ -117,6 +117,36 @@ private slots:
         QVERIFY(item(u"savedLabel"_qs)->property("text").toString().startsWith(u"Saved "));
     }
 
+    // Undo and redo through the tab, whose every edit goes round through the store and back.
+    void undoAndRedoInTheTab()
+    {
+        start();
+        click(editor());
+        type(u"abc de"_qs);
+        const auto text = [this] { return editor()->property("text").toString(); };
+        QCOMPARE(text(), u"abc de"_qs);
+        QStringList undone;
+        for (int press = 0; press < 10 && !text().isEmpty(); ++press) {
+            const QString before = text();
+            QTest::keyClick(m_view.get(), Qt::Key_Z, Qt::ControlModifier);
+            // Every press takes back something the user typed.
+            QVERIFY2(text() != before, qPrintable(u"press %1 changed nothing"_qs.arg(press + 1)));
+            QVERIFY(u"abc de"_qs.startsWith(text()));
+            undone.append(text());
+        }
+        QCOMPARE(text(), QString());
+        // Redo brings back the same steps in the opposite order.
+        QStringList redone;
+        for (qsizetype i = 0; i < undone.size(); ++i) {
+            QTest::keyClick(m_view.get(), Qt::Key_Z, Qt::ControlModifier | Qt::ShiftModifier);
+            redone.prepend(text());
+        }
+        QCOMPARE(text(), u"abc de"_qs);
+        undone.removeLast();
+        undone.prepend(u"abc de"_qs);
+        QCOMPARE(redone, undone);
+    }
+
     // Leaving the tab writes a pending save at once.
     void leavingFlushes()
     {
