@@ -9,6 +9,10 @@ class OpenWriters {
 public:
     OpenWriters() = delete;
 
+    // How long a reader or a save waits for another program to finish writing a file; after
+    // that it goes ahead, and what that program writes later is read as a change of its own.
+    static constexpr int patienceMs = 2000;
+
     // `fd` is open on the file (read-only). Counts this process's own descriptors too.
     [[nodiscard]] static bool present(int fd);
     // False also when the file cannot be opened.

@@ -30,8 +30,6 @@ constexpr qsizetype nameMax = 255;
 constexpr int maxSymlinkHops = 40;
 // A file rewritten this many times during one read is read as it stands.
 constexpr int maxReadAttempts = 8;
-// How long a replaced file's late writer may take to close it before its bytes are examined.
-constexpr int displacedWriterWaitMs = 2000;
 
 QString osError(int error)
 {
@@ -147,20 +145,23 @@ TextFile::Read TextFile::readUtf8(const QString &path)
     }
     read.bytes = std::move(*bytes);
     read.stamp = stamp;
+    read.text = decodeUtf8(read.bytes);
+    if (!read.text)
+        read.error = u"not valid UTF-8 text"_qs;
+    return read;
+}
 
-    QByteArrayView view = read.bytes;
-    if (view.startsWith("\xEF\xBB\xBF"))
-        view = view.sliced(3);
-    // Stateless, so that a sequence cut off at the end of the file counts as an error too.
+std::optional<QString> TextFile::decodeUtf8(QByteArrayView bytes)
+{
+    if (bytes.startsWith("\xEF\xBB\xBF"))
+        bytes = bytes.sliced(3);
+    // Stateless, so that a sequence cut off at the end counts as an error too.
     QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless |
                                                      QStringDecoder::Flag::ConvertInitialBom);
-    QString text = decoder.decode(view);
-    if (decoder.hasError()) {
-        read.error = u"not valid UTF-8 text"_qs;
-        return read;
-    }
-    read.text = std::move(text);
-    return read;
+    QString text = decoder.decode(bytes);
+    if (decoder.hasError())
+        return std::nullopt;
+    return text;
 }
 
 std::optional<QByteArray> TextFile::readBytes(const QString &path, QString *error,
@@ -318,7 +319,7 @@ std::optional<QByteArray> unexpectedContent(int fd, const std::optional<FileStam
 {
     QElapsedTimer waited;
     waited.start();
-    while (OpenWriters::present(fd) && waited.elapsed() < displacedWriterWaitMs)
+    while (OpenWriters::present(fd) && waited.elapsed() < OpenWriters::patienceMs)
         QThread::msleep(5);
     const std::optional<FileStamp> stamp = FileStamp::ofDescriptor(fd);
     if (stamp && expected && *stamp == *expected)

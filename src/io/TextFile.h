@@ -42,6 +42,8 @@ public:
     // replacement characters. A UTF-8 byte order mark is dropped. A read that overlapped a change
     // of the file (a rename over it, a write into it) is done again.
     [[nodiscard]] static Read readUtf8(const QString &path);
+    // The same strict decoding for bytes from elsewhere; nothing when they are not UTF-8.
+    [[nodiscard]] static std::optional<QString> decodeUtf8(QByteArrayView bytes);
     // The file's bytes as they are, or nothing with the reason in `error`.
     [[nodiscard]] static std::optional<QByteArray>
     readBytes(const QString &path, QString *error = nullptr,

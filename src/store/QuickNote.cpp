@@ -13,9 +13,6 @@
 
 namespace {
 
-// How long a change is left to its writer before it is read anyway.
-constexpr int waitForWriterMs = 2000;
-
 constexpr QStringView concurrentChange = u"Today's note was changed in another program while you "
                                          u"typed; its text was kept in a copy.";
 
@@ -103,7 +100,7 @@ void QuickNote::checkShown()
     if (OpenWriters::present(path)) {
         if (!m_waitingSince.isValid())
             m_waitingSince.start();
-        if (m_waitingSince.elapsed() < waitForWriterMs) {
+        if (m_waitingSince.elapsed() < OpenWriters::patienceMs) {
             m_recheck.start();
             return;
         }

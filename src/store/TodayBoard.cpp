@@ -13,7 +13,6 @@
 
 #include <QFileInfo>
 #include <QPointer>
-#include <QStringDecoder>
 
 #include <cerrno>
 #include <cstdio>
@@ -165,7 +164,7 @@ bool TodayBoard::waitForWriter()
 {
     if (!m_waitingSince.isValid())
         m_waitingSince.start();
-    if (m_waitingSince.elapsed() >= writerWaitMs)
+    if (m_waitingSince.elapsed() >= OpenWriters::patienceMs)
         return false;
     m_retry.start();
     return true;
@@ -331,7 +330,7 @@ void TodayBoard::writePending()
             copy = *kept;
         }
         const bool overWriter =
-            m_waitingSince.isValid() && m_waitingSince.elapsed() >= writerWaitMs;
+            m_waitingSince.isValid() && m_waitingSince.elapsed() >= OpenWriters::patienceMs;
         const TextFile::Replace result =
             TextFile::replaceIfUnchanged(file, m_board.markdown().toUtf8(), current, overWriter);
         switch (result.outcome) {
@@ -354,10 +353,8 @@ void TodayBoard::writePending()
             // Another program saved between the last check and the rename: what it wrote was
             // just replaced. Take it back in, make the edits again on it, and write once more.
             const QByteArray &bytes = *result.displaced;
-            QStringDecoder decoder(QStringDecoder::Utf8, QStringDecoder::Flag::Stateless);
-            const QString text = decoder.decode(bytes);
-            if (!decoder.hasError()) {
-                Board theirs = Board::parse(text);
+            if (const auto text = TextFile::decodeUtf8(bytes)) {
+                Board theirs = Board::parse(*text);
                 m_holdsForeignBytes = theirs.markdown().toUtf8() != bytes;
                 rebase(std::move(theirs));
                 continue;

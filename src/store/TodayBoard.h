@@ -44,9 +44,6 @@ class TodayBoard : public QObject {
 public:
     // How `lastError` begins when the board could not be written.
     static constexpr QStringView saveErrorPrefix = u"Couldn't save board: ";
-    // How long a save or a read waits for another program to finish writing the file; after
-    // that it goes ahead, and what that program writes later is read as a change of its own.
-    static constexpr int writerWaitMs = 2000;
     static constexpr int writerPollMs = 40;
 
     // Loads or makes today's board and watches its folder. None of the three is owned.
