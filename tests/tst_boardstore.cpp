@@ -655,7 +655,8 @@ private slots:
         QCOMPARE(store->lastError(), QString());
         store->add(u"fine"_qs, LaneKind::Todo);
         QCOMPARE(store->lastError(), QString());
-        (void)store->notes();
+        store->vaultNotes()->require();
+        QTRY_VERIFY(store->vaultNotes()->isKnown());
         store->setBoardsFolder(u"loop/again/again"_qs);
         QCOMPARE(store->lastError(), QString());
     }
@@ -1059,7 +1060,9 @@ private slots:
     {
         Scratch::write(m_scratch->vault() + u"/Inbox.md"_qs, "x");
         auto store = makeStore();
-        const QList<NoteFile> notes = store->notes().notes();
+        store->vaultNotes()->require();
+        QTRY_VERIFY(store->vaultNotes()->isKnown());
+        const QList<NoteFile> notes = store->vaultNotes()->shown({});
         QStringList paths;
         for (const NoteFile &note : notes)
             paths.append(note.path);

@@ -2,6 +2,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QRandomGenerator>
 #include <QSet>
 #include <QStandardPaths>
 #include <QTemporaryDir>
@@ -196,12 +197,22 @@ private slots:
             << QByteArray("x.md.md") << u"x.md"_qs << u"x.md"_qs << QString();
         QTest::newRow("UTF-8") << QByteArray("Caf\xC3\xA9/\xE2\x98\x95 Cr\xC3\xA8me.md")
                                << u"Café/☕ Crème"_qs << u"☕ Crème"_qs << u"Café"_qs;
-        // Bytes that are not UTF-8 come out as U+FFFD, one each.
-        QTest::newRow("not UTF-8 name")
-            << QByteArray("caf\xFF.md") << u"caf\uFFFD"_qs << u"caf\uFFFD"_qs << QString();
+        // Bytes that are not UTF-8 are read as Windows-1252, as names from older systems were
+        // usually written; UTF-8 beside them stays UTF-8.
+        QTest::newRow("Latin-1 name")
+            << QByteArray("caf\xE9.md") << u"café"_qs << u"café"_qs << QString();
         QTest::newRow("not UTF-8 folder")
-            << QByteArray("\xFF\xFE/n\xFF.md") << u"\uFFFD\uFFFD/n\uFFFD"_qs << u"n\uFFFD"_qs
-            << u"\uFFFD\uFFFD"_qs;
+            << QByteArray("\xFF\xFE/n\xFF.md") << u"ÿþ/nÿ"_qs << u"nÿ"_qs << u"ÿþ"_qs;
+        QTest::newRow("Windows-1252 signs")
+            << QByteArray("\x80 \x93q\x94.md") << u"€ “q”"_qs << u"€ “q”"_qs << QString();
+        QTest::newRow("UTF-8 and a stray byte")
+            << QByteArray("\xC3\xA9t\xE9.md") << u"été"_qs << u"été"_qs << QString();
+        QTest::newRow("cut-off UTF-8")
+            << QByteArray("a\xE2\x98.md") << u"aâ˜"_qs << u"aâ˜"_qs << QString();
+        QTest::newRow("encoded surrogate")
+            << QByteArray("\xED\xA0\x80.md") << u"í\u00A0€"_qs << u"í\u00A0€"_qs << QString();
+        QTest::newRow("byte Windows-1252 leaves out")
+            << QByteArray("x\x81.md") << u"x\uFFFD"_qs << u"x\uFFFD"_qs << QString();
     }
     void fields()
     {
@@ -212,11 +223,13 @@ private slots:
         QVERIFY(makeFile(m_vaultBytes, file));
         const NotesIndex index = NotesIndex::scan(m_vault, u"Boards"_qs);
         QCOMPARE(index.notes().size(), 1);
-        const NoteFile &note = index.notes().constFirst();
+        const NoteFile note = index.notes().constFirst();
         QCOMPARE(note.path, path);
         QCOMPARE(note.name, name);
         QCOMPARE(note.folder, folder);
         QCOMPARE(note.modified, QDateTime::fromSecsSinceEpoch(baseSeconds, Qt::UTC));
+        // What opens it is the name on disk, byte for byte.
+        QCOMPARE(note.pathBytes, file.chopped(3));
         QCOMPARE(pathsOf(index.shown(name.right(2))), QStringList{path});
     }
 
@@ -431,6 +444,101 @@ private slots:
         QCOMPARE(pathsOf(index.shown(u"note 100"_qs)), QStringList());
     }
 
+    // Names synced from a Mac are often decomposed (NFD); queries are typed composed (NFC).
+    void composedAndDecomposedMatch_data()
+    {
+        QTest::addColumn<QByteArray>("file");
+        QTest::addColumn<QString>("query");
+        QTest::addColumn<bool>("found");
+        const QByteArray composed("Caf\xC3\xA9 Cr\xC3\xA8me.md");
+        const QByteArray decomposed("Cafe\xCC\x81 Cre\xCC\x80me.md");
+        QTest::newRow("composed name, composed query") << composed << u"café"_qs << true;
+        QTest::newRow("decomposed name, composed query") << decomposed << u"café"_qs << true;
+        QTest::newRow("composed name, decomposed query") << composed << u"cafe\u0301"_qs << true;
+        QTest::newRow("decomposed name, decomposed query")
+            << decomposed << u"cafe\u0301"_qs << true;
+        QTest::newRow("capital, decomposed name") << decomposed << u"CAFÉ CRÈME"_qs << true;
+        QTest::newRow("accent is no letter") << decomposed << u"cafe "_qs << false;
+        QTest::newRow("other accent") << decomposed << u"cafè"_qs << false;
+        QTest::newRow("Hangul, decomposed")
+            << QByteArray("\xE1\x84\x92\xE1\x85\xA1\xE1\x86\xAB.md") << u"한"_qs << true;
+    }
+    void composedAndDecomposedMatch()
+    {
+        QFETCH(QByteArray, file);
+        QFETCH(QString, query);
+        QFETCH(bool, found);
+        QVERIFY(makeFile(m_vaultBytes, file));
+        const NotesIndex index = NotesIndex::scan(m_vault, u"Boards"_qs);
+        QCOMPARE(index.shown(query).size(), found ? 1 : 0);
+        if (found)
+            // Shown as written, opened by its own bytes.
+            QCOMPARE(index.shown(query).constFirst().pathBytes, file.chopped(3));
+    }
+
+    // However changes come in, the list is in the order a new walk would give: newest first,
+    // equal times in walk order.
+    void updatesKeepTheOrderOfAWalk()
+    {
+        const QByteArrayList names{"a",    "a.b", "a-b", "B",   "b",     "a/b",   "a/a", "a.md/x",
+                                   "ab/c", "z",   "é",   "a b", "a/b/c", "a/b.c", "ab"};
+        QRandomGenerator random(20250307);
+        const auto randomFile = [&] { return names[random.bounded(int(names.size()))] + ".md"; };
+        QHash<QByteArray, qint64> truth;
+        NotesIndex index;
+        for (int round = 0; round < 400; ++round) {
+            std::vector<NotesIndex::Entry> found;
+            QSet<QByteArray> gone;
+            QList<QByteArray> goneFolders;
+            for (int change = random.bounded(1, 6); change > 0; --change) {
+                const QByteArray file = randomFile();
+                switch (random.bounded(4)) {
+                case 0:
+                    gone.insert(file);
+                    truth.remove(file);
+                    break;
+                case 1: {
+                    const QByteArray folder = file.left(file.indexOf('/') + 1);
+                    if (!folder.isEmpty()) {
+                        goneFolders.append(folder);
+                        truth.removeIf([&](auto it) { return it.key().startsWith(folder); });
+                    }
+                    break;
+                }
+                default: {
+                    // Few distinct times, so that many notes share one.
+                    const NotesIndex::Entry entry{file, qint64(random.bounded(3))};
+                    found.push_back(entry);
+                    break;
+                }
+                }
+            }
+            // What is found last counts, after what left.
+            for (const NotesIndex::Entry &entry : found)
+                truth.insert(entry.file, entry.msecs);
+            index.update(found, gone, goneFolders);
+
+            std::vector<NotesIndex::Entry> all;
+            for (auto it = truth.cbegin(); it != truth.cend(); ++it)
+                all.push_back({it.key(), it.value()});
+            QCOMPARE(index.entries(), NotesIndex(all).entries());
+        }
+    }
+
+    // The walk's own order, which updates have to keep.
+    void orderIsThatOfTheWalk()
+    {
+        const QByteArrayList files{"a.md", "a-b.md", "a/z.md", "a.md.d/y.md", "ab/c.md", "b.md"};
+        for (const QByteArray &file : files)
+            QVERIFY(makeFile(m_vaultBytes, file, 5));
+        const NotesIndex walked = NotesIndex::scan(m_vault, u"Boards"_qs);
+        std::vector<NotesIndex::Entry> entries = walked.entries();
+        std::reverse(entries.begin(), entries.end());
+        QCOMPARE(NotesIndex(entries).entries(), walked.entries());
+        QCOMPARE(pathsOf(walked.notes()),
+                 (QStringList{u"a/z"_qs, u"a-b"_qs, u"a"_qs, u"a.md.d/y"_qs, u"ab/c"_qs, u"b"_qs}));
+    }
+
     void symlinks()
     {
         QVERIFY(makeFile(m_vaultBytes, "a/real.md", 7));
@@ -449,8 +557,9 @@ private slots:
         const NotesIndex index = NotesIndex::scan(m_vault, u"Boards"_qs);
         QCOMPARE(sorted(pathsOf(index.notes())),
                  (QStringList{u"a/real"_qs, u"dangling"_qs, u"folder link"_qs, u"linked"_qs}));
-        const auto find = [&index](const QString &path) {
-            return *std::find_if(index.notes().cbegin(), index.notes().cend(),
+        const QList<NoteFile> notes = index.notes();
+        const auto find = [&notes](const QString &path) {
+            return *std::find_if(notes.cbegin(), notes.cend(),
                                  [&path](const NoteFile &note) { return note.path == path; });
         };
         QCOMPARE(find(u"linked"_qs).modified, find(u"a/real"_qs).modified);
@@ -543,17 +652,18 @@ private slots:
         QCOMPARE(qHash(same), qHash(note));
         QCOMPARE(qHash(same, 42), qHash(note, 42));
 
-        QList<NoteFile> others(4, note);
+        QList<NoteFile> others(5, note);
         others[0].path = u"Projects/Plan2"_qs;
         others[1].name = u"Plan2"_qs;
         others[2].folder = u"Project"_qs;
         others[3].modified = note.modified.addMSecs(1);
+        others[4].pathBytes = "Projects/Plan\xFF";
         QSet<NoteFile> set{note, same};
         for (const NoteFile &other : others) {
             QVERIFY(other != note);
             set.insert(other);
         }
-        QCOMPARE(set.size(), 5);
+        QCOMPARE(set.size(), 6);
         for (const NoteFile &other : others)
             QVERIFY(set.contains(other));
         QVERIFY(set.contains(same));

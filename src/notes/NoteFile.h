@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QByteArray>
 #include <QDateTime>
 #include <QHashFunctions>
 #include <QString>
@@ -11,6 +12,8 @@ public:
     QString name;   // file name without extension
     QString folder; // path without its last component; "" at the vault root
     QDateTime modified;
+    // `path` as the bytes of the names on disk, which need not be UTF-8: what opens the note.
+    QByteArray pathBytes;
 
     friend bool operator==(const NoteFile &, const NoteFile &) = default;
 };

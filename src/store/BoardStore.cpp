@@ -58,6 +58,8 @@ BoardStore::BoardStore(const Clock *clock, UrlLauncher *launcher, QObject *paren
     connect(m_quickNote.get(), &QuickNote::reported, this, &BoardStore::setLastError);
     connect(m_quickNote.get(), &QuickNote::changedOutside, this,
             &BoardStore::quickNoteChangedOutside);
+
+    m_vaultNotes = std::make_unique<VaultNotes>(preferences, m_locations.get());
 }
 
 BoardStore::~BoardStore() = default;
@@ -113,7 +115,12 @@ QVariant BoardStore::vaultRelativePath(const QString &path) const
 
 void BoardStore::openInObsidian(const QString &path) const
 {
-    m_launcher->open(m_locations->obsidianUrl(path));
+    openInObsidian(path.toUtf8());
+}
+
+void BoardStore::openInObsidian(const QByteArray &pathBytes) const
+{
+    m_launcher->open(m_locations->obsidianUrl(pathBytes));
 }
 
 void BoardStore::openTodayInObsidian() const
@@ -235,9 +242,4 @@ void BoardStore::saveQuickNote(const QString &text)
 void BoardStore::flushQuickNote()
 {
     m_quickNote->flush();
-}
-
-NotesIndex BoardStore::notes() const
-{
-    return NotesIndex::scan(vaultDir(), boardsFolder());
 }

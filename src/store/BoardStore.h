@@ -3,13 +3,13 @@
 #include "model/Board.h"
 #include "model/Shortcut.h"
 #include "notes/NoteFile.h"
-#include "notes/NotesIndex.h"
 #include "store/Greeting.h"
 #include "store/PastDays.h"
 #include "store/Preferences.h"
 #include "store/QuickNote.h"
 #include "store/TodayBoard.h"
 #include "store/VaultLocations.h"
+#include "store/VaultNotes.h"
 
 #include <QDateTime>
 #include <QObject>
@@ -88,6 +88,7 @@ public:
     [[nodiscard]] TodayBoard *today() const { return m_today.get(); }
     [[nodiscard]] PastDays *pastDays() const { return m_pastDays.get(); }
     [[nodiscard]] QuickNote *quickNote() const { return m_quickNote.get(); }
+    [[nodiscard]] VaultNotes *vaultNotes() const { return m_vaultNotes.get(); }
 
     // Where the preferences live: $XDG_CONFIG_HOME/Tallowfern/Tallowfern.conf.
     [[nodiscard]] static QString settingsPath() { return Preferences::settingsPath(); }
@@ -158,6 +159,8 @@ public:
     // The path of `path` inside the vault ("" for the vault itself); null when outside.
     Q_INVOKABLE QVariant vaultRelativePath(const QString &path) const;
     Q_INVOKABLE void openInObsidian(const QString &path) const;
+    // The same for a path as the bytes of its names on disk, which need not be UTF-8.
+    void openInObsidian(const QByteArray &pathBytes) const;
     Q_INVOKABLE void openTodayInObsidian() const;
 
     [[nodiscard]] QString dayString(const QDateTime &moment) const;
@@ -212,9 +215,6 @@ public:
     Q_INVOKABLE void saveQuickNote(const QString &text);
     Q_INVOKABLE void flushQuickNote();
 
-    // The vault's notes, newest first, for the Notes tab.
-    [[nodiscard]] NotesIndex notes() const;
-
 signals:
     void vaultPathChanged();
     void boardsFolderChanged();
@@ -256,6 +256,7 @@ private:
     std::unique_ptr<TodayBoard> m_today;
     std::unique_ptr<PastDays> m_pastDays;
     std::unique_ptr<QuickNote> m_quickNote;
+    std::unique_ptr<VaultNotes> m_vaultNotes;
 
     QString m_lastError;
     QString m_lastCopy;

@@ -55,3 +55,8 @@ QByteArray VaultLocations::obsidianUrl(const QString &path) const
 {
     return VaultLocator::obsidianUrl(vaultName(), path);
 }
+
+QByteArray VaultLocations::obsidianUrl(const QByteArray &pathBytes) const
+{
+    return VaultLocator::obsidianUrl(vaultName(), pathBytes);
+}

@@ -31,6 +31,7 @@ public:
     Q_INVOKABLE QVariant vaultRelativePath(const QString &path) const;
     // The obsidian:// link to a vault-relative path.
     [[nodiscard]] QByteArray obsidianUrl(const QString &path) const;
+    [[nodiscard]] QByteArray obsidianUrl(const QByteArray &pathBytes) const;
 
 signals:
     // The vault, the boards folder or the notes folder was set to something else.

@@ -123,6 +123,11 @@ std::optional<QString> VaultLocator::relativePath(const QString &vault, const QS
 
 QByteArray VaultLocator::obsidianUrl(const QString &vaultName, const QString &file)
 {
+    return obsidianUrl(vaultName, file.toUtf8());
+}
+
+QByteArray VaultLocator::obsidianUrl(const QString &vaultName, const QByteArray &file)
+{
     return "obsidian://open?vault=" + QUrl::toPercentEncoding(vaultName) +
-           "&file=" + QUrl::toPercentEncoding(file, "/");
+           "&file=" + file.toPercentEncoding("/");
 }

@@ -27,4 +27,6 @@ public:
     // %20 (Obsidian does not read "+" as a space), "/" stays, everything else outside the
     // unreserved characters is percent-encoded.
     [[nodiscard]] static QByteArray obsidianUrl(const QString &vaultName, const QString &file);
+    // The same for a file named by the bytes on disk, which are sent as they are.
+    [[nodiscard]] static QByteArray obsidianUrl(const QString &vaultName, const QByteArray &file);
 };

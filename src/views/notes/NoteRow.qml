@@ -10,6 +10,8 @@ Item {
     required property string name
     required property string folder
     required property string modified
+    // Chosen with the arrow keys: Return opens it.
+    property bool selected: false
     readonly property bool hovered: hover.hovered
 
     signal clicked()
@@ -24,7 +26,9 @@ Item {
     Rectangle {
         anchors.fill: parent
         radius: 8
-        color: row.hovered ? Theme.surfaceHover : "transparent"
+        color: row.hovered || row.selected ? Theme.surfaceHover : "transparent"
+        border.width: row.selected ? 1 : 0
+        border.color: Theme.hairline
     }
 
     Icon {

@@ -1,38 +1,35 @@
 #include "NotesList.h"
 
+#include "notes/NotesIndex.h"
 #include "notes/RelativeTime.h"
 #include "store/BoardStore.h"
+#include "store/VaultNotes.h"
 
-#include <QtConcurrent/QtConcurrentRun>
+NotesList::NotesList(QObject *parent) : QAbstractListModel(parent) {}
 
-NotesList::NotesList(QObject *parent) : QAbstractListModel(parent)
+VaultNotes *NotesList::notes() const
 {
-    connect(&m_watcher, &QFutureWatcher<NotesIndex>::finished, this, [this] {
-        m_index = m_watcher.result();
-        if (m_refreshAgain) {
-            m_refreshAgain = false;
-            startWalk();
-        } else {
-            m_loading = false;
-            emit loadingChanged();
-        }
-        showMatches(header());
-        emit refreshed();
-    });
-}
-
-NotesList::~NotesList()
-{
-    // The walk has nothing to cancel midway; wait for it rather than leave it to a dead list.
-    m_watcher.waitForFinished();
+    return m_store ? m_store->vaultNotes() : nullptr;
 }
 
 void NotesList::setStore(BoardStore *store)
 {
     if (m_store == store)
         return;
+    if (VaultNotes *old = notes())
+        disconnect(old, nullptr, this, nullptr);
+    const QString headerBefore = header();
     m_store = store;
+    if (VaultNotes *notes = this->notes()) {
+        connect(notes, &VaultNotes::changed, this, &NotesList::notesChanged);
+        connect(notes, &VaultNotes::loadingChanged, this, &NotesList::notesChanged);
+    }
     emit storeChanged();
+    if (loading() != m_loading) {
+        m_loading = !m_loading;
+        emit loadingChanged();
+    }
+    showMatches(headerBefore);
 }
 
 void NotesList::setQuery(const QString &query)
@@ -41,46 +38,98 @@ void NotesList::setQuery(const QString &query)
         return;
     const QString headerBefore = header();
     m_query = query;
+    // Return opens what the query shows now, not what an older one would have found.
+    m_openWhenWalked.reset();
     emit queryChanged();
     showMatches(headerBefore);
+    setCurrentRow(-1);
+}
+
+bool NotesList::loading() const
+{
+    const VaultNotes *notes = this->notes();
+    return notes && notes->loading();
 }
 
 QString NotesList::header() const
 {
     if (m_query.isEmpty())
         return u"Recent"_qs;
+    if (m_shown.isEmpty() && loading())
+        return u"Searching…"_qs;
     return QString::number(m_shown.size()) + u" matches"_qs;
+}
+
+void NotesList::setCurrentRow(int row)
+{
+    row = std::clamp(row, -1, count() - 1);
+    if (m_currentRow == row)
+        return;
+    m_currentRow = row;
+    emit currentRowChanged();
+}
+
+void NotesList::moveCurrent(int delta)
+{
+    if (count() == 0)
+        return;
+    if (m_currentRow < 0)
+        setCurrentRow(delta > 0 ? 0 : -1);
+    else
+        setCurrentRow(m_currentRow + delta);
 }
 
 void NotesList::refresh()
 {
-    if (!m_store)
-        return;
-    if (m_loading) {
-        m_refreshAgain = true;
-        return;
-    }
-    m_loading = true;
-    emit loadingChanged();
-    startWalk();
+    if (VaultNotes *notes = this->notes())
+        notes->require();
 }
 
-void NotesList::startWalk()
+void NotesList::notesChanged()
 {
-    const QString vault = m_store ? m_store->locations()->vaultDir() : QString();
-    const QString boards = m_store ? m_store->preferences()->boardsFolder() : QString();
-    m_watcher.setFuture(
-        QtConcurrent::run([vault, boards] { return NotesIndex::scan(vault, boards); }));
+    const QString headerBefore = header();
+    // The vault or the boards folder moved while the list is shown.
+    if (VaultNotes *notes = this->notes(); notes && !notes->isKnown() && !notes->loading())
+        notes->require();
+    const bool walking = loading();
+    if (walking != m_loading) {
+        m_loading = walking;
+        emit loadingChanged();
+    }
+    showMatches(headerBefore);
+    if (walking)
+        return;
+    emit refreshed();
+    if (m_openWhenWalked) {
+        m_openWhenWalked.reset();
+        openCurrent();
+    }
 }
 
 void NotesList::showMatches(const QString &headerBefore)
 {
-    const int countBefore = count();
-    beginResetModel();
-    m_shown = m_index.shown(m_query);
-    endResetModel();
-    if (count() != countBefore)
-        emit countChanged();
+    const VaultNotes *notes = this->notes();
+    QList<NoteFile> matches = notes ? notes->shown(m_query) : QList<NoteFile>();
+    if (matches != m_shown) {
+        const QByteArray selected =
+            m_currentRow >= 0 ? m_shown[m_currentRow].pathBytes : QByteArray();
+        const int countBefore = count();
+        beginResetModel();
+        m_shown = std::move(matches);
+        endResetModel();
+        if (count() != countBefore)
+            emit countChanged();
+        // The selection stays on its note while that is shown.
+        int row = -1;
+        for (int i = 0; !selected.isEmpty() && i < count(); ++i) {
+            if (m_shown[i].pathBytes == selected)
+                row = i;
+        }
+        if (m_currentRow != row) {
+            m_currentRow = row;
+            emit currentRowChanged();
+        }
+    }
     if (header() != headerBefore)
         emit headerChanged();
 }
@@ -89,8 +138,17 @@ bool NotesList::open(int row)
 {
     if (!m_store || row < 0 || row >= m_shown.size())
         return false;
-    m_store->openInObsidian(m_shown[row].path);
+    m_store->openInObsidian(m_shown[row].pathBytes);
     return true;
+}
+
+bool NotesList::openCurrent()
+{
+    if (m_shown.isEmpty() && loading()) {
+        m_openWhenWalked = m_query;
+        return false;
+    }
+    return open(m_currentRow >= 0 ? m_currentRow : 0);
 }
 
 int NotesList::rowCount(const QModelIndex &parent) const

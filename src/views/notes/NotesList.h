@@ -1,34 +1,40 @@
 #pragma once
 
-#include "notes/NotesIndex.h"
+#include "notes/NoteFile.h"
 
 #include <QAbstractListModel>
-#include <QFutureWatcher>
 #include <QPointer>
 #include <QtQml/qqml.h>
 
+#include <optional>
+
 class BoardStore;
+class VaultNotes;
 
 // The Notes tab's list: the vault's notes, newest first, narrowed by the search text to at most
-// NotesIndex::maxShown rows. The vault is walked on a worker thread, so that a big vault never
-// holds up the panel; the search runs on the walked list as the user types.
+// NotesIndex::maxShown rows, with a selection the arrow keys move. The notes come from the
+// store's VaultNotes, which walks the vault once on a thread of its own and keeps the list
+// current, so opening the tab shows it at once; while a walk is under way the list says so, and
+// a query or Return given meanwhile is answered when it ends.
 class NotesList : public QAbstractListModel {
     Q_OBJECT
     QML_ELEMENT
     Q_PROPERTY(BoardStore *store READ store WRITE setStore NOTIFY storeChanged)
     Q_PROPERTY(QString query READ query WRITE setQuery NOTIFY queryChanged)
     Q_PROPERTY(int count READ count NOTIFY countChanged)
-    // "Recent" without a query, otherwise the number of rows and " matches".
+    // "Recent" without a query, otherwise the number of rows and " matches"; "Searching…" while
+    // a query waits for the walk.
     Q_PROPERTY(QString header READ header NOTIFY headerChanged)
     // A walk of the vault is under way.
     Q_PROPERTY(bool loading READ loading NOTIFY loadingChanged)
+    // The row Return opens; -1 when none is selected.
+    Q_PROPERTY(int currentRow READ currentRow WRITE setCurrentRow NOTIFY currentRowChanged)
 
 public:
     enum Role { PathRole = Qt::UserRole, NameRole, FolderRole, ModifiedRole };
     Q_ENUM(Role)
 
     explicit NotesList(QObject *parent = nullptr);
-    ~NotesList() override;
 
     [[nodiscard]] BoardStore *store() const { return m_store; }
     void setStore(BoardStore *store);
@@ -36,13 +42,21 @@ public:
     void setQuery(const QString &query);
     [[nodiscard]] int count() const { return int(m_shown.size()); }
     [[nodiscard]] QString header() const;
-    [[nodiscard]] bool loading() const { return m_loading; }
+    [[nodiscard]] bool loading() const;
+    [[nodiscard]] int currentRow() const { return m_currentRow; }
+    void setCurrentRow(int row);
 
-    // Walks the vault again; the rows follow when it is done.
+    // The list is about to be shown: walks the vault if nobody has yet, or if changes in it
+    // cannot be followed.
     Q_INVOKABLE void refresh();
-    // Opens the note of a row, or the first row's; false when there is none.
+    // Opens the note of a row; false when there is none.
     Q_INVOKABLE bool open(int row);
-    Q_INVOKABLE bool openFirst() { return open(0); }
+    // Return: opens the selected row, or the first when none is. While the walk is under way,
+    // the first match it finds for the query as it is now is opened when it ends.
+    Q_INVOKABLE bool openCurrent();
+    // Up (-1) and Down (+1): from no selection Down selects the first row, Up from the first row
+    // selects none again; the last row stays selected at the bottom.
+    Q_INVOKABLE void moveCurrent(int delta);
 
     [[nodiscard]] int rowCount(const QModelIndex &parent = {}) const override;
     [[nodiscard]] QVariant data(const QModelIndex &index, int role) const override;
@@ -54,20 +68,22 @@ signals:
     void countChanged();
     void headerChanged();
     void loadingChanged();
-    // A walk of the vault has finished and the rows show it.
+    void currentRowChanged();
+    // The rows show the notes as they are now, after a walk or a change in the vault.
     void refreshed();
 
 private:
-    void startWalk();
+    [[nodiscard]] VaultNotes *notes() const;
     // Narrows the list to the query; `headerBefore` is the header the user saw until now.
     void showMatches(const QString &headerBefore);
+    void notesChanged();
 
     QPointer<BoardStore> m_store;
     QString m_query;
-    NotesIndex m_index;
     QList<NoteFile> m_shown;
-    QFutureWatcher<NotesIndex> m_watcher;
+    int m_currentRow = -1;
+    // loading() as last announced.
     bool m_loading = false;
-    // A walk asked for while another runs starts when that one ends.
-    bool m_refreshAgain = false;
+    // Return pressed while the walk was under way, with the query of that moment.
+    std::optional<QString> m_openWhenWalked;
 };

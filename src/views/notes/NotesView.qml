@@ -168,7 +168,9 @@ FocusScope {
             Accessible.name: "Search notes"
 
             onTextChanged: notesList.query = text
-            onAccepted: notesList.openFirst()
+            onAccepted: notesList.openCurrent()
+            Keys.onUpPressed: notesList.moveCurrent(-1)
+            Keys.onDownPressed: notesList.moveCurrent(1)
 
             Text {
                 anchors.fill: parent
@@ -205,11 +207,32 @@ FocusScope {
         clip: true
         boundsBehavior: Flickable.StopAtBounds
         model: notesList
+        currentIndex: notesList.currentRow
+        // The selection is drawn by the rows themselves; the view only keeps it in sight.
+        highlightFollowsCurrentItem: false
+        onCurrentIndexChanged: {
+            if (currentIndex >= 0)
+                positionViewAtIndex(currentIndex, ListView.Contain);
+        }
 
         delegate: NoteRow {
             required property int index
             width: list.width
+            selected: index === notesList.currentRow
             onClicked: notesList.open(index)
         }
+    }
+
+    Text {
+        objectName: "notesLoading"
+        anchors.left: parent.left
+        anchors.right: parent.right
+        anchors.top: list.top
+        anchors.margins: 8
+        visible: notesList.loading && notesList.count === 0
+        text: "Looking through the vault’s notes…"
+        color: Theme.secondary
+        font.pixelSize: 11
+        elide: Text.ElideRight
     }
 }

@@ -1,21 +1,38 @@
 #include "IconProvider.h"
 #include "notch/NotchModel.h"
 #include "store/BoardStore.h"
+#include "store/VaultNotes.h"
 #include "support/PanelView.h"
 #include "support/QuickItems.h"
 #include "support/StoreFixture.h"
 #include "support/ViewFixture.h"
 
+#include <QAbstractItemModel>
 #include <QQmlEngine>
 #include <QQuickItem>
 #include <QQuickView>
+#include <QSemaphore>
 #include <QSignalSpy>
 #include <QTest>
+#include <QUrl>
 #include <QtQml/qqmlextensionplugin.h>
 
 #include <memory>
 
 Q_IMPORT_QML_PLUGIN(TallowfernPlugin)
+
+namespace {
+
+QSemaphore walkStarted;
+QSemaphore walkMayGo;
+
+void heldWalk()
+{
+    walkStarted.release();
+    walkMayGo.acquire();
+}
+
+} // namespace
 
 using QuickItems::findItem;
 using QuickItems::shown;
@@ -29,10 +46,29 @@ class TestNotesView : public QObject, protected ViewFixture {
     void start()
     {
         makeStore();
-        showView(u"notes/NotesView.qml"_qs, QSize(760, 300));
-        activateView();
+        show();
         // The list fills once the vault has been walked.
         QTRY_VERIFY(!list()->property("loading").toBool());
+    }
+    void show()
+    {
+        showView(u"notes/NotesView.qml"_qs, QSize(760, 300));
+        activateView();
+    }
+    // The tab as it is made, not shown yet.
+    void makeView()
+    {
+        m_view = panelView(u"notes/NotesView.qml"_qs, m_model.get(), m_store.get(), Qt::black);
+        QVERIFY2(m_view->status() == QQuickView::Ready, qPrintable(loadErrors(*m_view)));
+        m_view->resize(760, 300);
+    }
+    // A click below the note's last line: the caret goes to its end.
+    void clickBelowTheText()
+    {
+        QQuickItem *box = editor()->parentItem()->parentItem();
+        QTest::mouseClick(m_view.get(), Qt::LeftButton, {},
+                          box->mapToScene(QPointF(box->width() / 2, box->height() - 12)).toPoint());
+        QVERIFY(editor()->hasActiveFocus());
     }
 
     [[nodiscard]] QQuickItem *item(const QString &name) const
@@ -206,6 +242,73 @@ private slots:
         QVERIFY(m_model->isEditing());
         item(u"search"_qs)->setFocus(false);
         QVERIFY(!m_model->isEditing());
+    }
+
+    // Up and Down choose a row from the search field; Return opens the chosen one.
+    void arrowsChooseTheRow()
+    {
+        start();
+        const auto *rows = qobject_cast<QAbstractItemModel *>(list());
+        const auto pathAt = [rows](int row) {
+            return rows->index(row, 0).data(Qt::UserRole).toString();
+        };
+        const auto opens = [this](const QString &path) {
+            return m_launcher.opened.last().endsWith("file=" + QUrl::toPercentEncoding(path, "/"));
+        };
+        click(item(u"search"_qs));
+        key(Qt::Key_Down);
+        key(Qt::Key_Down);
+        QCOMPARE(list()->property("currentRow").toInt(), 1);
+        QVERIFY(item(u"note-"_qs + pathAt(1))->property("selected").toBool());
+        QVERIFY(!item(u"note-"_qs + pathAt(0))->property("selected").toBool());
+        key(Qt::Key_Return);
+        QCOMPARE(m_launcher.opened.size(), 1);
+        QVERIFY(opens(pathAt(1)));
+        key(Qt::Key_Up);
+        key(Qt::Key_Up);
+        QCOMPARE(list()->property("currentRow").toInt(), -1);
+        // With nothing chosen, the first row.
+        key(Qt::Key_Return);
+        QCOMPARE(m_launcher.opened.size(), 2);
+        QVERIFY(opens(pathAt(0)));
+    }
+
+    // The list follows the vault while the tab is open, and opening the tab again shows it at
+    // once, as it is now, without walking the vault.
+    void reopenedTabShowsTheListAtOnce()
+    {
+        start();
+        QCOMPARE(list()->property("count").toInt(), 3);
+        Scratch::write(m_scratch->vault() + u"/Projects/Later.md"_qs, "x\n");
+        QTRY_COMPARE(list()->property("count").toInt(), 4);
+        m_view.reset();
+        makeView();
+        QVERIFY(!list()->property("loading").toBool());
+        QCOMPARE(list()->property("count").toInt(), 4);
+        // In the first frame.
+        QSignalSpy frames(m_view.get(), &QQuickWindow::frameSwapped);
+        m_view->show();
+        QVERIFY(frames.wait());
+        QVERIFY(shown(item(u"note-Projects/Later"_qs)));
+        QVERIFY(!shown(item(u"notesLoading"_qs)));
+    }
+
+    // Closing the tab while the vault is walked does not wait for the walk.
+    void closingDuringAWalk()
+    {
+        VaultNotes::setBeforeWalkForTesting(&heldWalk);
+        makeStore();
+        show();
+        QVERIFY(walkStarted.tryAcquire(1, 5000));
+        QVERIFY(list()->property("loading").toBool());
+        QVERIFY(shown(item(u"notesLoading"_qs)));
+        QCOMPARE(item(u"listHeader"_qs)->property("text").toString(), u"Recent"_qs);
+        // Waiting for the walk here would never end: it is held until after this.
+        m_view.reset();
+        walkMayGo.release();
+        VaultNotes::setBeforeWalkForTesting(nullptr);
+        QTRY_VERIFY(!m_store->vaultNotes()->loading());
+        QCOMPARE(m_store->vaultNotes()->size(), 3);
     }
 
     void openButtonOpensTodaysNote()
