@@ -2,6 +2,7 @@
 #include "store/QuickNote.h"
 #include "support/StoreFixture.h"
 
+#include <QDir>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -190,6 +191,92 @@ private slots:
         const QStringList copies = QDir(m_scratch->replaced()).entryList(QDir::Files);
         QCOMPARE(copies.size(), 1);
         QCOMPARE(Scratch::read(m_scratch->replaced() + u'/' + copies[0]), QByteArray("- theirs\n"));
+    }
+
+    // The editor knows "\n" only and no byte-order mark; the note keeps what it had, also after
+    // this saved it once.
+    void keepsHowTheNoteWasWritten_data()
+    {
+        QTest::addColumn<QByteArray>("before");
+        QTest::addColumn<QString>("shown");
+        QTest::addColumn<QString>("typed");
+        QTest::addColumn<QByteArray>("after");
+        QTest::addColumn<QByteArray>("again"); // after "z" is typed at the end
+        QTest::newRow("CRLF") << QByteArray("- a\r\n") << u"• a\n"_qs << u"• a\n• b\n"_qs
+                              << QByteArray("- a\r\n- b\r\n") << QByteArray("- a\r\n- b\r\nz\r\n");
+        QTest::newRow("CR, bullets on every line")
+            << QByteArray("- a\r- b\r") << u"• a\n• b\n"_qs << u"• a\n• b\n• c\n"_qs
+            << QByteArray("- a\r- b\r- c\r") << QByteArray("- a\r- b\r- c\rz\r");
+        QTest::newRow("byte-order mark")
+            << QByteArray("\xEF\xBB\xBF- a\n") << u"• a\n"_qs << u"• a\n• b\n"_qs
+            << QByteArray("\xEF\xBB\xBF- a\n- b\n") << QByteArray("\xEF\xBB\xBF- a\n- b\nz\n");
+        QTest::newRow("no-break space and line separator")
+            << QByteArray("a\xC2\xA0"
+                          "b\xE2\x80\xA8"
+                          "c\n")
+            << u"a\u00A0b\u2028c\n"_qs << u"a\u00A0b\u2028c\nd"_qs
+            << QByteArray("a\xC2\xA0"
+                          "b\xE2\x80\xA8"
+                          "c\nd\n")
+            << QByteArray("a\xC2\xA0"
+                          "b\xE2\x80\xA8"
+                          "c\ndz\n");
+        QTest::newRow("emptied CRLF note")
+            << QByteArray("a\r\n") << u"a\n"_qs << QString() << QByteArray() << QByteArray("z\n");
+    }
+    void keepsHowTheNoteWasWritten()
+    {
+        QFETCH(QByteArray, before);
+        QFETCH(QString, shown);
+        QFETCH(QString, typed);
+        QFETCH(QByteArray, after);
+        QFETCH(QByteArray, again);
+        Scratch::write(note(), before);
+        QuickNote quick(&m_clock);
+        QCOMPARE(quick.open(note()), shown);
+        quick.save(typed, note());
+        quick.flush();
+        QCOMPARE(Scratch::read(note()), after);
+        quick.save(typed + u"z"_qs, note());
+        quick.flush();
+        QCOMPARE(Scratch::read(note()), again);
+        QVERIFY(QDir(m_scratch->replaced()).entryList(QDir::Files).isEmpty());
+    }
+
+    // Line breaks come from the version last read, also one another program saved.
+    void outsideChangeBringsItsLineBreaks()
+    {
+        Scratch::write(note(), "a\n");
+        QuickNote quick(&m_clock);
+        QSignalSpy changed(&quick, &QuickNote::changedOutside);
+        quick.open(note());
+        Scratch::write(note(), "a\r\nb\r\n");
+        QTRY_COMPARE_WITH_TIMEOUT(changed.count(), 1, 10000);
+        QCOMPARE(changed[0][0].toString(), u"a\nb\n"_qs);
+        quick.save(u"a\nb\nc"_qs, note());
+        quick.flush();
+        QCOMPARE(Scratch::read(note()), QByteArray("a\r\nb\r\nc\r\n"));
+    }
+
+    // A new day: what waits is written to the note it was typed into, then the new note shown.
+    void reopenMovesToAnotherNote()
+    {
+        Scratch::write(note(u"tomorrow"_qs), "- planned\n");
+        QuickNote quick(&m_clock);
+        QVERIFY(!quick.reopen(note(u"tomorrow"_qs))); // nothing shown yet
+        quick.open(note(u"today"_qs));
+        quick.save(u"typed"_qs, note(u"today"_qs));
+        const auto shown = quick.reopen(note(u"tomorrow"_qs));
+        QVERIFY(shown);
+        QCOMPARE(*shown, u"• planned\n"_qs);
+        QCOMPARE(Scratch::read(note(u"today"_qs)), QByteArray("typed\n"));
+        QVERIFY(!quick.reopen(note(u"tomorrow"_qs))); // shown already
+        // The new one is watched now.
+        QSignalSpy changed(&quick, &QuickNote::changedOutside);
+        Scratch::write(note(u"tomorrow"_qs), "- changed\n");
+        QTRY_COMPARE_WITH_TIMEOUT(changed.count(), 1, 10000);
+        quick.close();
+        QVERIFY(!quick.reopen(note(u"today"_qs)));
     }
 
     void closedNoteIsNotWatched()

@@ -58,6 +58,11 @@ BoardStore::BoardStore(const Clock *clock, UrlLauncher *launcher, QObject *paren
     connect(m_quickNote.get(), &QuickNote::reported, this, &BoardStore::setLastError);
     connect(m_quickNote.get(), &QuickNote::changedOutside, this,
             &BoardStore::quickNoteChangedOutside);
+    // At midnight the editor leaves yesterday's note, with what was typed into it, for today's.
+    connect(today, &TodayBoard::dayChanged, this, [this] {
+        if (const auto text = m_quickNote->reopen(todayNotePath()))
+            emit quickNoteReplaced(*text);
+    });
 
     m_vaultNotes = std::make_unique<VaultNotes>(preferences, m_locations.get());
 }

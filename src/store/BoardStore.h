@@ -232,6 +232,8 @@ signals:
     void unreadableChanged();
     // Another program changed the note the editor shows, which had nothing unsaved.
     void quickNoteChangedOutside(const QString &text);
+    // The editor is to show another note: a new day has begun while it showed the old day's.
+    void quickNoteReplaced(const QString &text);
     void viewedDayChanged();
     void shownDayChanged();
     void shownBoardChanged();

@@ -3,6 +3,7 @@
 #include "io/OpenWriters.h"
 #include "io/ReplacedCopies.h"
 #include "io/TextFile.h"
+#include "notes/LineEndings.h"
 #include "notes/QuickNoteFormat.h"
 #include "store/Clock.h"
 #include "store/StoreLog.h"
@@ -12,6 +13,14 @@
 #include <utility>
 
 namespace {
+
+constexpr char utf8ByteOrderMark[] = "\xEF\xBB\xBF";
+
+// The file's text as the editor shows it: bullets, and "\n" for every line break.
+QString forEditor(const QString &text)
+{
+    return QuickNoteFormat::toDisplay(LineEndings::unified(text));
+}
 
 constexpr QStringView concurrentChange = u"Today's note was changed in another program while you "
                                          u"typed; its text was kept in a copy.";
@@ -50,7 +59,7 @@ QuickNote::QuickNote(const Clock *clock, QObject *parent) : QObject(parent), m_c
 QString QuickNote::load(const QString &path)
 {
     const TextFile::Read read = TextFile::readUtf8(path);
-    return QuickNoteFormat::toDisplay(read.text.value_or(QString()));
+    return forEditor(read.text.value_or(QString()));
 }
 
 QString QuickNote::open(const QString &path)
@@ -59,8 +68,23 @@ QString QuickNote::open(const QString &path)
     m_shownPath = path;
     const TextFile::Read read = TextFile::readUtf8(path);
     m_known[path] = read.text ? read.stamp : std::nullopt;
+    if (read.text)
+        remember(path, *read.text, read.bytes.startsWith(utf8ByteOrderMark));
     watchShown();
-    return QuickNoteFormat::toDisplay(read.text.value_or(QString()));
+    return forEditor(read.text.value_or(QString()));
+}
+
+std::optional<QString> QuickNote::reopen(const QString &path)
+{
+    if (m_shownPath.isEmpty() || m_shownPath == path)
+        return std::nullopt;
+    flush();
+    return open(path);
+}
+
+void QuickNote::remember(const QString &path, const QString &text, bool byteOrderMark)
+{
+    m_written[path] = byteOrderMark ? u'\uFEFF' + text : text;
 }
 
 void QuickNote::close()
@@ -118,7 +142,8 @@ void QuickNote::checkShown()
     if (!read.text)
         return;
     m_known[path] = read.stamp;
-    emit changedOutside(QuickNoteFormat::toDisplay(*read.text));
+    remember(path, *read.text, read.bytes.startsWith(utf8ByteOrderMark));
+    emit changedOutside(forEditor(*read.text));
 }
 
 void QuickNote::save(const QString &text, const QString &path)
@@ -162,10 +187,16 @@ void QuickNote::write(const QString &text, const QString &path)
 {
     m_pending.reset();
     m_timer.stop();
-    const QString markdown = QuickNoteFormat::toMarkdown(text);
+    QString markdown = QuickNoteFormat::toMarkdown(text);
     const bool exists = QFileInfo::exists(path);
     if (!exists && markdown.trimmed().isEmpty())
         return;
+    // The line breaks and the byte-order mark the note had.
+    const QString before = m_written.value(path);
+    const bool byteOrderMark = before.startsWith(u'\uFEFF');
+    markdown = LineEndings::restore(markdown, byteOrderMark ? before.sliced(1) : before);
+    const QByteArray bytes =
+        byteOrderMark ? utf8ByteOrderMark + markdown.toUtf8() : markdown.toUtf8();
     if (const auto error = TextFile::makeFolders(QFileInfo(path).path())) {
         setLastError(u"Couldn't save note: "_qs + *error);
         return;
@@ -177,7 +208,7 @@ void QuickNote::write(const QString &text, const QString &path)
         // showed as empty) is kept before it is replaced.
         const auto known = m_known.constFind(path);
         const bool read = known != m_known.cend() && *known == current;
-        if (!read && TextFile::readBytes(path).value_or(QByteArray()) != markdown.toUtf8()) {
+        if (!read && TextFile::readBytes(path).value_or(QByteArray()) != bytes) {
             const auto kept = ReplacedCopies::keep(path, m_clock->now());
             if (!kept) {
                 setLastError(
@@ -189,13 +220,13 @@ void QuickNote::write(const QString &text, const QString &path)
         }
     }
     TextFile::Replace result =
-        TextFile::replaceIfUnchanged(path, markdown.toUtf8(), current, /*evenWhileWritten=*/true);
+        TextFile::replaceIfUnchanged(path, bytes, current, /*evenWhileWritten=*/true);
     if (result.outcome == TextFile::Replace::Outcome::Changed) {
         // Changed in the last instant: keep that version too, then write.
         current = FileStamp::of(path);
         if (const auto kept = ReplacedCopies::keep(path, m_clock->now()))
             copy = *kept;
-        result = TextFile::replaceIfUnchanged(path, markdown.toUtf8(), current, true);
+        result = TextFile::replaceIfUnchanged(path, bytes, current, true);
     }
     if (result.outcome != TextFile::Replace::Outcome::Written) {
         setLastError(u"Couldn't save note: "_qs +
@@ -208,6 +239,7 @@ void QuickNote::write(const QString &text, const QString &path)
             copy = *kept;
     }
     m_known[path] = result.written;
+    remember(path, markdown, byteOrderMark);
     if (path == m_shownPath)
         watchShown();
     m_savedAt = m_clock->now();

@@ -41,6 +41,10 @@ public:
     // announced with changedOutside().
     QString open(const QString &path);
     void close();
+    // The editor is to show the note at `path` from now on (a new day has begun): what is pending
+    // is written to the note it was typed into, then the new note is opened. Its text; nothing
+    // when the editor shows that note already, or none at all.
+    std::optional<QString> reopen(const QString &path);
 
     [[nodiscard]] const QDateTime &savedAt() const { return m_savedAt; }
     // "Saves as you type" until the first save, then "Saved HH:mm".
@@ -65,6 +69,8 @@ private:
     void write(const QString &text, const QString &path);
     void writePending();
     void setLastError(const QString &error, const QString &copy = {});
+    // Keeps what was read from or written to `path`, for the line breaks of the next save.
+    void remember(const QString &path, const QString &text, bool byteOrderMark);
     void checkShown();
     void watchShown();
 
@@ -78,6 +84,10 @@ private:
     QString m_shownPath;
     // Each note's version as this last read or wrote it.
     QHash<QString, std::optional<FileStamp>> m_known;
+    // Each note's text as this last read or wrote it, with U+FEFF in front when the file began
+    // with a byte-order mark: the editor knows only "\n" and no mark, and a save puts back what
+    // the note had.
+    QHash<QString, QString> m_written;
     QFileSystemWatcher m_watcher;
     QTimer m_recheck;
     QElapsedTimer m_waitingSince;

@@ -18,8 +18,13 @@ void BulletEditor::setDocument(QQuickTextDocument *document)
 
 QString BulletEditor::text() const
 {
-    return m_document && m_document->textDocument() ? m_document->textDocument()->toPlainText()
-                                                    : QString();
+    if (!m_document || !m_document->textDocument())
+        return {};
+    // toPlainText() would turn no-break spaces into spaces and U+2028 into line feeds; the raw
+    // text only has U+2029 between its blocks.
+    QString text = m_document->textDocument()->toRawText();
+    text.replace(QChar::ParagraphSeparator, u'\n');
+    return text;
 }
 
 bool BulletEditor::command(Command command, int selectionStart, int selectionEnd)

@@ -31,6 +31,10 @@ public:
     // from the line they are split from. Leaves the undo history as it was.
     Q_INVOKABLE void spaceLines();
 
+    // The document's text as typed: unlike the text item's `text`, no-break spaces and line
+    // separators (U+2028) stay as they are; lines end with "\n".
+    Q_INVOKABLE QString text() const;
+
     // Extra space between lines, in pixels.
     static constexpr qreal lineSpacing = 3;
 
@@ -38,7 +42,6 @@ signals:
     void documentChanged();
 
 private:
-    [[nodiscard]] QString text() const;
     void apply(const BulletEditing::Edit &edit);
 
     QPointer<QQuickTextDocument> m_document;

@@ -20,7 +20,7 @@ Flickable {
     signal focusReported(bool focused)
 
     function follow() {
-        if (edit.text === editor.text) {
+        if (rules.text() === editor.text) {
             rules.spaceLines();
             return;
         }
@@ -89,7 +89,7 @@ Flickable {
                 else
                     edit.redo();
                 editor.converting = false;
-                editor.edited(edit.text);
+                editor.edited(rules.text());
                 event.accepted = true;
                 return;
             }
@@ -113,7 +113,7 @@ Flickable {
             editor.converting = true;
             rules.convertTypedBullet(edit.selectionStart, edit.selectionEnd);
             editor.converting = false;
-            editor.edited(edit.text);
+            editor.edited(rules.text());
         }
         onCursorRectangleChanged: reveal()
         onActiveFocusChanged: editor.focusReported(activeFocus)

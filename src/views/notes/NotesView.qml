@@ -35,6 +35,10 @@ FocusScope {
         function onQuickNoteChangedOutside(text: string) {
             view.draft = text;
         }
+        // A new day: yesterday's note was saved, today's is shown.
+        function onQuickNoteReplaced(text: string) {
+            view.draft = text;
+        }
     }
 
     Accessible.role: Accessible.Pane

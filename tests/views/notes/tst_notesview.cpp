@@ -244,6 +244,64 @@ private slots:
         QVERIFY(!m_model->isEditing());
     }
 
+    // What the editor cannot show differently is saved as it was: no-break spaces, line
+    // separators, line breaks of every kind and a byte-order mark.
+    void textKeptAsWritten_data()
+    {
+        QTest::addColumn<QByteArray>("before");
+        QTest::addColumn<QByteArray>("after");
+        QTest::newRow("no-break spaces") << QByteArray("a\xC2\xA0"
+                                                       "b\n")
+                                         << QByteArray("a\xC2\xA0"
+                                                       "b\nx\n");
+        QTest::newRow("CRLF") << QByteArray("- one\r\n- two\r\n")
+                              << QByteArray("- one\r\n- two\r\nx\r\n");
+        QTest::newRow("line separator") << QByteArray("a\xE2\x80\xA8"
+                                                      "b\n")
+                                        << QByteArray("a\xE2\x80\xA8"
+                                                      "b\nx\n");
+        QTest::newRow("CR") << QByteArray("a\rb\r") << QByteArray("a\rb\rx\r");
+        QTest::newRow("mixed") << QByteArray("a\r\nb\n") << QByteArray("a\r\nb\nx\r\n");
+        QTest::newRow("byte-order mark") << QByteArray("\xEF\xBB\xBF"
+                                                       "a\n")
+                                         << QByteArray("\xEF\xBB\xBF"
+                                                       "a\nx\n");
+    }
+    void textKeptAsWritten()
+    {
+        QFETCH(QByteArray, before);
+        QFETCH(QByteArray, after);
+        Scratch::write(notePath(), before);
+        start();
+        clickBelowTheText();
+        type(u"x"_qs);
+        m_view.reset();
+        QCOMPARE(Scratch::read(notePath()), after);
+    }
+
+    // At midnight the tab writes what was typed into the old day's note and shows the new day's.
+    void midnightWithTheTabOpen()
+    {
+        Scratch::write(notePath(), "morning\n");
+        start();
+        clickBelowTheText();
+        type(u"abc"_qs);
+        m_clock.set(2025, 3, 8, 0, 0, 5);
+        m_store->checkForChanges();
+        QCOMPARE(m_store->day(), u"2025-03-08"_qs);
+        QCOMPARE(Scratch::read(notePath()), QByteArray("morning\nabc\n"));
+        QCOMPARE(editor()->property("text").toString(), QString());
+        QVERIFY(shown(item(u"notePlaceholder"_qs)));
+        QCOMPARE(item(u"openNote"_qs)->property("toolTip").toString(),
+                 u"Open 2025-03-08.md in Obsidian"_qs);
+        clickBelowTheText();
+        type(u"new"_qs);
+        m_view.reset();
+        const QString tomorrow = m_scratch->notes() + u"/2025-03-08.md"_qs;
+        QCOMPARE(Scratch::read(tomorrow), QByteArray("new\n"));
+        QCOMPARE(Scratch::read(notePath()), QByteArray("morning\nabc\n"));
+    }
+
     // Up and Down choose a row from the search field; Return opens the chosen one.
     void arrowsChooseTheRow()
     {
