@@ -62,6 +62,9 @@ def add_common_arguments(parser: argparse.ArgumentParser) -> None:
     parser.add_argument("--json", type=Path, metavar="FILE",
                         help="also write the figures as JSON to FILE (a one-line copy is always "
                              "printed after the tables, starting with 'JSON ')")
+    parser.add_argument("--env", action="append", default=[], metavar="NAME=VALUE",
+                        help="set this in both programs' environment, e.g. "
+                             "QT_QUICK_BACKEND=software (may be given more than once)")
     parser.add_argument("--verbose", action="store_true",
                         help="show the programs' own output (it is kept in a log otherwise)")
 
@@ -228,6 +231,9 @@ class Desktop:
         if "TZ" in os.environ:
             self.env["TZ"] = os.environ["TZ"]
         self.env.update({name: str(path) for name, path in folders.items()})
+        for setting in self.args.env:
+            name, _, value = setting.partition("=")
+            self.env[name] = value
 
         if shutil.which("dbus-daemon") and SESSION_BUS_CONFIG.exists():
             bus = self._spawn(["dbus-daemon", f"--config-file={SESSION_BUS_CONFIG}", "--nofork",
@@ -270,6 +276,7 @@ class Desktop:
         parts.append("xcompmgr" if self.args.compositor else "no compositor")
         parts.append(f"window manager: {self.args.wm}" if self.args.wm else "no window manager")
         parts.append("private session bus" if self.session_bus else "no session bus")
+        parts += self.args.env
         return ", ".join(parts)
 
     def log_tail(self, lines: int = 20) -> str:
