@@ -184,15 +184,22 @@ void NotesIndex::prepareSearch() const
 {
     if (!m_keysStale)
         return;
+    qsizetype total = 0;
+    for (const Entry &entry : m_entries)
+        total += entry.file.size() - extensionLength + 1;
     m_keys.clear();
+    m_keys.reserve(total);
     m_keyEnds.clear();
     m_keyEnds.reserve(m_entries.size());
     for (const Entry &entry : m_entries) {
         const QByteArrayView path = QByteArrayView(entry.file).chopped(extensionLength);
         // Most paths are ASCII, and QString's lower-casing looks every character up.
         if (isAscii(path)) {
-            for (char byte : path)
-                m_keys += (byte >= 'A' && byte <= 'Z') ? char(byte + 32) : byte;
+            const qsizetype at = m_keys.size();
+            m_keys.resize(at + path.size());
+            std::transform(path.begin(), path.end(), m_keys.data() + at, [](char byte) {
+                return (byte >= 'A' && byte <= 'Z') ? char(byte + 32) : byte;
+            });
         } else {
             m_keys += searchForm(displayText(path)).toUtf8();
         }

@@ -42,9 +42,11 @@ std::atomic<bool> limitReported{false};
 
 } // namespace
 
+// The list as last published: a copy the worker no longer changes, so that a search on the main
+// thread never waits for the worker's updates, only for the exchange of one pointer.
 struct VaultNotes::Shared {
     mutable QMutex mutex;
-    NotesIndex index;
+    std::shared_ptr<const NotesIndex> index = std::make_shared<const NotesIndex>();
     std::atomic<bool> cancelled{false};
 };
 
@@ -76,7 +78,8 @@ public:
                        ? -1
                        : ::open(m_vault.constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
         if (m_rootFd < 0) {
-            publish(NotesIndex());
+            m_index = NotesIndex();
+            publish();
             reportWalked(false);
             return;
         }
@@ -84,9 +87,8 @@ public:
         VaultWalk walk(m_rootFd, m_boardsFolder);
         if (!walk.walk({}, [this](const QByteArray &folder) { return visit(folder); }))
             return; // cancelled
-        NotesIndex index(walk.take());
-        index.prepareSearch();
-        publish(std::move(index));
+        m_index = NotesIndex(walk.take());
+        publish();
         if (m_inotify >= 0) {
             m_notifier = std::make_unique<QSocketNotifier>(m_inotify, QSocketNotifier::Read);
             connect(m_notifier.get(), &QSocketNotifier::activated, this, &Worker::readEvents);
@@ -106,11 +108,14 @@ private:
 
     [[nodiscard]] bool cancelled() const { return m_shared->cancelled.load(); }
 
-    void publish(NotesIndex index)
+    void publish()
     {
+        m_index.prepareSearch();
+        // The paths and the search buffer are shared with the copy, not copied.
+        auto published = std::make_shared<const NotesIndex>(m_index);
         {
             QMutexLocker lock(&m_shared->mutex);
-            std::swap(m_shared->index, index);
+            std::swap(m_shared->index, published);
         }
         // The old list goes here, outside the lock.
     }
@@ -206,7 +211,8 @@ private:
             [&](const inotify_event &event, const char *name) { take(batch, rules, event, name); });
         if (batch.vaultGone) {
             stopWatching();
-            publish(NotesIndex());
+            m_index = NotesIndex();
+            publish();
             reportWalked(false);
         } else if (batch.overflow) {
             // Changes were lost: only a new walk knows the list now. Not from within the
@@ -286,11 +292,8 @@ private:
             else
                 gone.insert(file);
         }
-        {
-            QMutexLocker lock(&m_shared->mutex);
-            m_shared->index.update(std::move(found), gone, batch.goneFolders);
-            m_shared->index.prepareSearch();
-        }
+        m_index.update(std::move(found), gone, batch.goneFolders);
+        publish();
         if (m_inotify < 0)
             reportWalked(false); // the system stopped the watching
         else
@@ -300,6 +303,8 @@ private:
     std::shared_ptr<Shared> m_shared;
     VaultNotes *m_owner;
     int m_generation;
+    // The list this changes; published as a copy after each change.
+    NotesIndex m_index;
     QByteArray m_vault;
     QString m_boardsFolder;
     int m_rootFd = -1;
@@ -390,14 +395,18 @@ void VaultNotes::relocate()
     emit changed();
 }
 
-qsizetype VaultNotes::size() const
+std::shared_ptr<const NotesIndex> VaultNotes::published() const
 {
     QMutexLocker lock(&m_shared->mutex);
-    return m_shared->index.size();
+    return m_shared->index;
+}
+
+qsizetype VaultNotes::size() const
+{
+    return published()->size();
 }
 
 QList<NoteFile> VaultNotes::shown(const QString &query) const
 {
-    QMutexLocker lock(&m_shared->mutex);
-    return m_shared->index.shown(query);
+    return published()->shown(query);
 }

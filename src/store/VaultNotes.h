@@ -8,6 +8,7 @@
 
 #include <memory>
 
+class NotesIndex;
 class VaultLocations;
 class Preferences;
 class QThread;
@@ -61,6 +62,7 @@ private:
     void stop();
     void walked(bool live);
     void setLoading(bool loading);
+    [[nodiscard]] std::shared_ptr<const NotesIndex> published() const;
 
     const Preferences *m_preferences;
     const VaultLocations *m_locations;
