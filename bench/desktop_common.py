@@ -1,10 +1,12 @@
 """Shared parts of the desktop measurements (desktop_startup.py, desktop_idle.py,
-desktop_memory.py, desktop_bench.py): a private X server with a scratch home, starting a program
-through bench_map_probe, and reading its threads and memory from /proc.
+desktop_memory.py, desktop_bench.py, desktop_open.py): a private X server with a scratch home,
+starting a program through bench_map_probe, driving the pointer and keyboard with xdotool, and
+reading a program's threads and memory from /proc.
 
 Both programs, the app and the minimal Qt Quick window, get exactly the same environment: a clean
 one built here (nothing inherited but PATH, LANG and TZ), QT_QPA_PLATFORM=xcb, no QT_*/QSG_*
-overrides, a scratch HOME and XDG_* folders, a private session bus and an empty vault.
+overrides but those given with --env (and a scene-graph backend's that desktop_open.py sets for
+both alike), a scratch HOME and XDG_* folders, a private session bus and an empty vault.
 
 Only the Python 3.11 standard library; needs Xvfb and xdotool, optionally xcompmgr and a window
 manager such as openbox, and dbus-daemon for the private session bus.
@@ -264,12 +266,23 @@ class Desktop:
         raise BenchError(f"window manager {self.args.wm!r} did not start")
 
     def park_pointer(self) -> None:
-        x, y = POINTER_PARK
-        moved = subprocess.run(["xdotool", "mousemove", str(x), str(y)], env=self.env,
-                               capture_output=True, text=True)
-        if moved.returncode != 0:
-            raise BenchError(f"xdotool could not move the pointer: {moved.stderr.strip()}\n"
+        self.move_pointer(*POINTER_PARK)
+
+    def move_pointer(self, x: int, y: int) -> None:
+        self.xdotool("mousemove", str(x), str(y))
+
+    def xdotool(self, *arguments: str) -> None:
+        done = subprocess.run(["xdotool", *arguments], env=self.env, capture_output=True,
+                              text=True)
+        if done.returncode != 0:
+            raise BenchError(f"xdotool {' '.join(arguments)} failed: {done.stderr.strip()}\n"
                              f"{self.log_tail()}")
+
+    def spawn(self, command: list[str], **kwargs) -> subprocess.Popen:
+        """Starts a helper on the private display; it is stopped with the desktop at the latest."""
+        kwargs.setdefault("env", self.env)
+        kwargs.setdefault("stderr", None if self.args.verbose else self._log)
+        return self._spawn(command, **kwargs)
 
     def describe(self) -> str:
         parts = [f"Xvfb {self.display} 1920x1080x24"]
@@ -295,15 +308,18 @@ class Desktop:
                 time.sleep(WARM_UP_SECONDS)
             self._warm.add(program.label)
 
-    def start_up(self, program: Program, hold: bool) -> Launch:
-        """Starts `program` through the probe and returns once its window is mapped."""
+    def start_up(self, program: Program, hold: bool,
+                 env: dict[str, str] | None = None) -> Launch:
+        """Starts `program` through the probe and returns once its window is mapped; `env` is
+        added to the desktop's environment for this start only."""
         command = [str(self.args.probe), "--name", program.title,
                    "--timeout", str(self.args.map_timeout)]
         if hold:
             command.append("--hold")
         command += ["--", str(program.path)]
         probe = subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.PIPE,
-                                 stderr=None if self.args.verbose else self._log, env=self.env,
+                                 stderr=None if self.args.verbose else self._log,
+                                 env={**self.env, **(env or {})},
                                  preexec_fn=_die_with_us, start_new_session=True)
         line = probe.stdout.readline().decode()
         words = line.split()
