@@ -273,6 +273,19 @@ QString vaultFor(const Options &options)
     return QFile::decodeName(path);
 }
 
+// VmRSS of this process.
+qint64 residentKiB()
+{
+    QFile status(u"/proc/self/status"_qs);
+    if (!status.open(QIODevice::ReadOnly))
+        return 0;
+    for (const QByteArray &line : status.readAll().split('\n')) {
+        if (line.startsWith("VmRSS:"))
+            return line.mid(6).trimmed().split(' ').first().toLongLong();
+    }
+    return 0;
+}
+
 double msSince(const QElapsedTimer &timer)
 {
     return double(timer.nsecsElapsed()) / 1e6;
@@ -379,6 +392,14 @@ public:
 
     int run()
     {
+        // What the list costs in memory while it is kept: the growth of the resident set as one
+        // is made and held, first thing, before freed memory could be handed out again.
+        {
+            const qint64 before = residentKiB();
+            const NotesIndex index = NotesIndex::scan(m_vault, u"01 Journal/Boards"_qs);
+            index.prepareSearch();
+            m_indexKiB = residentKiB() - before;
+        }
         if (!setUp())
             return 1;
         if (!measureTab() || !measureScan() || !measureKeystrokes())
@@ -812,6 +833,9 @@ private:
         line(u"NotesIndex::scan alone, warm"_qs, stats(m_scanWarm));
         line(u"NotesIndex::scan alone, cold cache"_qs, stats(m_scanCold));
         line(u"search buffer made after a walk or a change (walking thread)"_qs, stats(m_prepare));
+        std::printf("  %-60s %8.1f MiB (%.0f bytes a note)\n", "the list kept in memory",
+                    double(m_indexKiB) / 1024,
+                    m_noteCount ? double(m_indexKiB) * 1024 / double(m_noteCount) : 0.0);
         line(u"find VAULT -name '*.md' | wc -l, warm (%1 found)"_qs.arg(m_findCount),
              stats(m_findWarm));
         line(u"find VAULT -name '*.md' | wc -l, cold cache"_qs, stats(m_findCold));
@@ -865,6 +889,7 @@ private:
             {u"scan_warm"_qs, toJson(stats(m_scanWarm))},
             {u"scan_cold"_qs, toJson(stats(m_scanCold))},
             {u"prepare_search"_qs, toJson(stats(m_prepare))},
+            {u"index_kib"_qs, m_indexKiB},
             {u"find_warm"_qs, toJson(stats(m_findWarm))},
             {u"find_cold"_qs, toJson(stats(m_findCold))},
             {u"find_dated_sorted_warm"_qs, toJson(stats(m_datedWarm))},
@@ -921,6 +946,7 @@ private:
         m_datedCold;
     QString m_coldNote;
     qsizetype m_noteCount = 0;
+    qint64 m_indexKiB = 0;
     qsizetype m_shownRows = 0;
     qint64 m_findCount = 0;
     NotesIndex m_index;
