@@ -222,6 +222,7 @@ Item {
     sensor.setFormat(sensorFormat);
 
     const QRect screen = QGuiApplication::primaryScreen()->geometry();
+    // QRect's centre rounds down; the app centres on the exact middle, 960 of 1920.
     const int centre = screen.center().x() + 1;
     sensor.setGeometry(QRect(QPoint(centre - sensorSize.width() / 2, screen.top()), sensorSize));
     panel.setGeometry(

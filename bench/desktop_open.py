@@ -38,7 +38,7 @@ Usage:
         [--late 25] [--wm 'openbox --sm-disable'] [--env NAME=VALUE] [--json FILE]
         [--trace FILE] [--verbose]
 
-The defaults take about four minutes; --compositing both twice that. Prints a latency table and a
+The defaults take about five minutes; --compositing both twice that. Prints a latency table and a
 spring-frame table per desktop and the ratios app/reference, then one line "JSON {...}". The
 targets are printed beside the figures: the hover latency 100 ms plus one frame, Alt+N one frame
 (16.7 ms at 60 Hz), no frame interval over --late ms (a frame dropped at 60 Hz). It never judges
