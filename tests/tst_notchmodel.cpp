@@ -233,13 +233,47 @@ private slots:
             QCOMPARE(model.property("focusAddRequest").toInt(), before + 1);
             QCOMPARE(spy.count(), round);
         }
-        QCOMPARE(spies.fired(), QByteArrayList{"focusAddRequest"});
+        // Pending from the first request on, until a field takes it.
+        QCOMPARE(spies.fired(), (QByteArrayList{"focusAddRequest", "addFocusPending"}));
+        QVERIFY(model.addFocusPending());
 
         // Through the meta-object too, the way QML calls it.
         const int before = model.focusAddRequest();
         QVERIFY(QMetaObject::invokeMethod(&model, "requestAddFocus"));
         QCOMPARE(model.focusAddRequest(), before + 1);
         QCOMPARE(spy.count(), 4);
+    }
+
+    // The add field takes a request once, also one made before the field was there; one that no
+    // field took by the time the panel closes lapses.
+    void addFocusIsTakenOnce()
+    {
+        NotchModel model;
+        QSignalSpy pending(&model, &NotchModel::addFocusPendingChanged);
+        QVERIFY(!model.addFocusPending());
+        QVERIFY(!model.takeAddFocus());
+        model.setOpen(true);
+        model.requestAddFocus();
+        model.requestAddFocus();
+        QCOMPARE(pending.count(), 1);
+        QVERIFY(model.addFocusPending());
+        QVERIFY(model.takeAddFocus());
+        QVERIFY(!model.addFocusPending());
+        QCOMPARE(pending.count(), 2);
+        // Two requests, one answer: the keyboard goes to the field once.
+        QVERIFY(!model.takeAddFocus());
+        QCOMPARE(model.property("addFocusPending").toBool(), false);
+
+        model.requestAddFocus();
+        QCOMPARE(pending.count(), 3);
+        model.setOpen(false);
+        QVERIFY(!model.addFocusPending());
+        QCOMPARE(pending.count(), 4);
+        model.setOpen(true);
+        QVERIFY(!model.takeAddFocus());
+        // Closing with nothing waiting says nothing.
+        model.setOpen(false);
+        QCOMPARE(pending.count(), 4);
     }
 
     void toggleSettings_data()

@@ -11,6 +11,8 @@
 #include <QApplication>
 #include <QDate>
 #include <QDir>
+#include <QElapsedTimer>
+#include <QEventLoop>
 #include <QFont>
 #include <QQmlEngine>
 #include <QQuickItem>
@@ -19,7 +21,6 @@
 #include <QSettings>
 #include <QStyleHints>
 #include <QTemporaryDir>
-#include <QThreadPool>
 #include <QVariantAnimation>
 
 #include <cstdio>
@@ -98,6 +99,15 @@ std::unique_ptr<QGuiApplication> makeApplication(EnvironmentOverride &environmen
     font.setPointSizeF(10);
     QGuiApplication::setFont(font);
     return app;
+}
+
+// The notes are walked on a thread of their own: a picture shows them walked.
+void waitForNotes(const BoardStore &store)
+{
+    QElapsedTimer waited;
+    waited.start();
+    while (store.vaultNotes()->loading() && waited.elapsed() < 10'000)
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 10);
 }
 
 } // namespace
@@ -245,8 +255,9 @@ void Snapshot::render(const State &state, BoardStore &store, QQmlEngine &engine,
     view.setFlags(Qt::FramelessWindowHint);
     view.setColor(background());
     view.setResizeMode(QQuickView::SizeRootObjectToView);
-    view.setInitialProperties(
-        {{u"model"_qs, QVariant::fromValue(&model)}, {u"store"_qs, QVariant::fromValue(&store)}});
+    view.setInitialProperties({{u"model"_qs, QVariant::fromValue(&model)},
+                               {u"store"_qs, QVariant::fromValue(&store)},
+                               {u"buildContentGradually"_qs, false}});
     view.setSource(NotchController::defaultRootView());
     if (view.status() != QQuickView::Ready) {
         for (const QQmlError &error : view.errors())
@@ -257,7 +268,7 @@ void Snapshot::render(const State &state, BoardStore &store, QQmlEngine &engine,
     view.show();
 
     // One frame at a time, so that everything an animation starts on the way (a view built by a
-    // loader, a list read in the background) catches up before the clock moves on. While only
+    // loader, the notes walked on their thread) catches up before the clock moves on. While only
     // pauses run, Qt would time them by the wall clock: a steady animation keeps them on ours.
     QVariantAnimation keepAlive;
     keepAlive.setDuration(static_cast<int>(settleMilliseconds) * 2);
@@ -267,7 +278,7 @@ void Snapshot::render(const State &state, BoardStore &store, QQmlEngine &engine,
     constexpr qint64 frame = 16;
     for (qint64 t = 0; t < settleMilliseconds; t += frame) {
         QCoreApplication::processEvents();
-        QThreadPool::globalInstance()->waitForDone();
+        waitForNotes(store);
         QCoreApplication::processEvents();
         driver.step(frame);
     }

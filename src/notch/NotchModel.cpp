@@ -23,7 +23,12 @@ void NotchModel::setOpen(bool open)
     if (m_isOpen == open)
         return;
     m_isOpen = open;
+    const bool lapsed = !open && addFocusPending();
+    if (lapsed)
+        m_focusAddTaken = m_focusAddRequest;
     emit isOpenChanged();
+    if (lapsed)
+        emit addFocusPendingChanged();
 }
 
 void NotchModel::setPinned(bool pinned)
@@ -92,8 +97,20 @@ void NotchModel::requestAddFocus()
 {
     if (m_focusAddRequest == std::numeric_limits<int>::max())
         qFatal("NotchModel: focusAddRequest overflow");
+    const bool wasPending = addFocusPending();
     ++m_focusAddRequest;
     emit focusAddRequestChanged();
+    if (!wasPending)
+        emit addFocusPendingChanged();
+}
+
+bool NotchModel::takeAddFocus()
+{
+    if (!addFocusPending())
+        return false;
+    m_focusAddTaken = m_focusAddRequest;
+    emit addFocusPendingChanged();
+    return true;
 }
 
 void NotchModel::setNotchSize(QSizeF size)

@@ -23,6 +23,8 @@ class NotchModel : public QObject {
     Q_PROPERTY(
         QVariant recording READ recordingValue WRITE setRecordingValue NOTIFY recordingChanged)
     Q_PROPERTY(int focusAddRequest READ focusAddRequest NOTIFY focusAddRequestChanged)
+    // A request for the add field that no field has taken yet.
+    Q_PROPERTY(bool addFocusPending READ addFocusPending NOTIFY addFocusPendingChanged)
     Q_PROPERTY(QSizeF notchSize READ notchSize WRITE setNotchSize NOTIFY notchSizeChanged)
     Q_PROPERTY(QSizeF openSize READ openSizeValue CONSTANT)
     // How the open shortcut reaches the program, for Settings; null until the controller has it.
@@ -64,6 +66,11 @@ public:
     void setRecording(std::optional<ShortcutTarget> target);
     [[nodiscard]] int focusAddRequest() const { return m_focusAddRequest; }
     Q_INVOKABLE void requestAddFocus();
+    // A request waits for the add field that takes it, which may be made only after it (the open
+    // content is still being built when the hot key asks); true once for each request. A request
+    // not taken by the time the panel closes lapses.
+    [[nodiscard]] bool addFocusPending() const { return m_focusAddTaken != m_focusAddRequest; }
+    Q_INVOKABLE bool takeAddFocus();
     [[nodiscard]] QSizeF notchSize() const { return m_notchSize; }
     void setNotchSize(QSizeF size);
     [[nodiscard]] ShortcutSetup *shortcutSetup() const { return m_shortcutSetup; }
@@ -92,6 +99,7 @@ signals:
     void showCalendarChanged();
     void recordingChanged();
     void focusAddRequestChanged();
+    void addFocusPendingChanged();
     void notchSizeChanged();
     void trayAvailableChanged();
     void shortcutSetupChanged();
@@ -109,6 +117,7 @@ private:
     bool m_showCalendar = false;
     std::optional<ShortcutTarget> m_recording;
     int m_focusAddRequest = 0;
+    int m_focusAddTaken = 0;
     QSizeF m_notchSize = defaultNotchSize;
     bool m_trayAvailable = true;
     QPointer<ShortcutSetup> m_shortcutSetup;

@@ -72,18 +72,30 @@ Rectangle {
         }
     }
 
-    // The hot key opens the panel ready to type a task to do.
+    // The hot key opens the panel ready to type a task to do, also when the field is made only
+    // after it asked. The request is taken when the keyboard moves here, so that a field gone
+    // before then (a view built twice) leaves it to the next one.
+    function answerFocusRequest() {
+        if (field.lane.kind === "todo" && field.notch.addFocusPending)
+            focusDelay.restart();
+    }
+    Component.onCompleted: answerFocusRequest()
     Connections {
         target: field.notch
 
         function onFocusAddRequestChanged() {
-            if (field.lane.kind === "todo")
-                focusDelay.restart();
+            field.answerFocusRequest();
         }
     }
     Timer {
         id: focusDelay
         interval: 150
-        onTriggered: input.forceActiveFocus()
+        onTriggered: {
+            // Still being built into the panel: the keyboard can only go there once it is in.
+            if (!field.Window.window)
+                focusDelay.restart();
+            else if (field.notch.takeAddFocus())
+                input.forceActiveFocus();
+        }
     }
 }

@@ -9,6 +9,10 @@ Item {
 
     required property NotchModel model
     required property BoardStore store
+    // The open content is built a part in each frame while the shape starts to grow, so that the
+    // first frame of the spring is not held up (it comes in only 60 ms later); at once where
+    // every frame is a picture of its own.
+    property bool buildContentGradually: true
 
     // The black shape's current rectangle in this item's coordinates, which are the window's.
     readonly property rect shapeRect: Qt.rect((width - shapeWidth) / 2, 0, shapeWidth, shapeHeight)
@@ -157,23 +161,15 @@ Item {
                 }
             ]
 
-            Loader {
+            BuiltWhileWanted {
                 id: openLoader
 
-                // Built only while open, and while it fades out.
-                readonly property bool wanted: root.model.isOpen || entrance.opacity > 0
-
-                function follow() {
-                    if (wanted)
-                        setSource(Qt.resolvedUrl("OpenContent.qml"),
-                                  { model: root.model, store: root.store, summary: summary });
-                    else
-                        source = "";
-                }
-
                 anchors.fill: parent
-                onWantedChanged: follow()
-                Component.onCompleted: follow()
+                asynchronous: root.buildContentGradually
+                file: Qt.resolvedUrl("OpenContent.qml")
+                properties: ({ model: root.model, store: root.store, summary: summary })
+                // Built only while open, and while it fades out.
+                wanted: root.model.isOpen || entrance.opacity > 0
             }
         }
     }

@@ -129,26 +129,18 @@ Item {
         }
 
         // The calendar dropdown goes here.
-        Loader {
+        BuiltWhileWanted {
             id: dropdown
 
-            readonly property bool wanted: content.calendarView !== "" && calendarLayer.visible
-
-            function follow() {
-                if (wanted)
-                    setSource(Qt.resolvedUrl(content.calendarView),
-                              { store: content.store, model: content.model });
-                else
-                    source = "";
-            }
+            file: content.calendarView !== "" ? Qt.resolvedUrl(content.calendarView) : ""
+            properties: ({ store: content.store, model: content.model })
+            wanted: calendarLayer.visible
 
             x: 112
             y: 34
             transformOrigin: Item.TopLeft
             opacity: content.model.showCalendar ? 1 : 0
             scale: content.model.showCalendar ? 1 : 0.9
-            onWantedChanged: follow()
-            Component.onCompleted: follow()
 
             Behavior on opacity {
                 NumberAnimation { duration: Theme.snappyDuration; easing: Theme.snappyEasing }

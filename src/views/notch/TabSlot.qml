@@ -26,20 +26,12 @@ Item {
         NumberAnimation { duration: Theme.snappyDuration; easing: Theme.snappyEasing }
     }
 
-    Loader {
+    BuiltWhileWanted {
         id: loader
 
-        readonly property bool wanted: slot.visible && slot.view !== ""
-
-        function follow() {
-            if (wanted)
-                setSource(Qt.resolvedUrl(slot.view), { store: slot.store, model: slot.model });
-            else
-                source = "";
-        }
-
         anchors.fill: parent
-        onWantedChanged: follow()
-        Component.onCompleted: follow()
+        file: slot.view !== "" ? Qt.resolvedUrl(slot.view) : ""
+        properties: ({ store: slot.store, model: slot.model })
+        wanted: slot.visible
     }
 }
