@@ -15,6 +15,8 @@
 // SIGINT or SIGHUP. Exit status: 0 mapped, 2 bad usage, 3 the program ended before its window was
 // mapped, 4 timeout, 5 X or spawn failure.
 
+#include "XcbWindows.h"
+
 #include <xcb/xcb.h>
 
 #include <cerrno>
@@ -47,30 +49,12 @@ constexpr int ExitEnded = 3;
 constexpr int ExitTimeout = 4;
 constexpr int ExitFailure = 5;
 
-double nowMs()
-{
-    timespec ts{};
-    clock_gettime(CLOCK_MONOTONIC, &ts);
-    return static_cast<double>(ts.tv_sec) * 1e3 + static_cast<double>(ts.tv_nsec) / 1e6;
-}
-
-template <typename T> using Reply = std::unique_ptr<T, decltype(&std::free)>;
-
-template <typename T> Reply<T> own(T *reply)
-{
-    return Reply<T>(reply, &std::free);
-}
-
-class Display {
+class Display : public XcbWindows {
 public:
-    explicit Display(xcb_connection_t *connection) : m_c(connection)
+    explicit Display(xcb_connection_t *connection) : XcbWindows(connection)
     {
-        m_netWmName = atom("_NET_WM_NAME");
         m_netWmPid = atom("_NET_WM_PID");
-        m_utf8 = atom("UTF8_STRING");
     }
-
-    xcb_connection_t *connection() const { return m_c; }
 
     void watch(xcb_window_t window)
     {
@@ -79,56 +63,16 @@ public:
     }
 
     // The window itself or a descendant that is viewable and ours; 0 if none (yet).
-    xcb_window_t findTarget(xcb_window_t window, const std::optional<std::string> &title, pid_t pid,
-                            int depth = 0)
+    xcb_window_t findTarget(xcb_window_t window, const std::optional<std::string> &title, pid_t pid)
     {
-        if (isViewable(window) && matches(window, title, pid))
-            return window;
-        if (depth >= 3)
-            return 0;
-        auto tree = own(xcb_query_tree_reply(m_c, xcb_query_tree(m_c, window), nullptr));
-        if (!tree)
-            return 0;
-        const xcb_window_t *children = xcb_query_tree_children(tree.get());
-        const int count = xcb_query_tree_children_length(tree.get());
-        for (int i = 0; i < count; ++i) {
-            if (const xcb_window_t found = findTarget(children[i], title, pid, depth + 1))
-                return found;
-        }
-        return 0;
+        return find(window, [&](xcb_window_t candidate) { return matches(candidate, title, pid); });
     }
 
 private:
-    xcb_atom_t atom(const char *name)
-    {
-        auto reply = own(xcb_intern_atom_reply(
-            m_c, xcb_intern_atom(m_c, 0, static_cast<uint16_t>(std::strlen(name)), name), nullptr));
-        return reply ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
-    }
-
-    bool isViewable(xcb_window_t window)
-    {
-        auto attributes = own(
-            xcb_get_window_attributes_reply(m_c, xcb_get_window_attributes(m_c, window), nullptr));
-        return attributes && attributes->map_state == XCB_MAP_STATE_VIEWABLE;
-    }
-
-    std::string property(xcb_window_t window, xcb_atom_t name, xcb_atom_t type)
-    {
-        auto reply = own(xcb_get_property_reply(
-            m_c, xcb_get_property(m_c, 0, window, name, type, 0, 1024), nullptr));
-        if (!reply || reply->type == XCB_ATOM_NONE)
-            return {};
-        return std::string(static_cast<const char *>(xcb_get_property_value(reply.get())),
-                           static_cast<size_t>(xcb_get_property_value_length(reply.get())));
-    }
-
     bool matches(xcb_window_t window, const std::optional<std::string> &title, pid_t pid)
     {
-        if (title) {
-            return property(window, m_netWmName, m_utf8) == *title ||
-                   property(window, XCB_ATOM_WM_NAME, XCB_ATOM_STRING) == *title;
-        }
+        if (title)
+            return hasTitle(window, *title);
         const std::string value = property(window, m_netWmPid, XCB_ATOM_CARDINAL);
         uint32_t owner = 0;
         if (value.size() != sizeof owner)
@@ -137,10 +81,7 @@ private:
         return owner == static_cast<uint32_t>(pid);
     }
 
-    xcb_connection_t *m_c;
-    xcb_atom_t m_netWmName = XCB_ATOM_NONE;
     xcb_atom_t m_netWmPid = XCB_ATOM_NONE;
-    xcb_atom_t m_utf8 = XCB_ATOM_NONE;
 };
 
 int usage()

@@ -38,6 +38,8 @@
 // Exit status: 0 ended as asked, 2 bad usage, 4 windows not found in time, 5 X failure or a window
 // went away.
 
+#include "XcbWindows.h"
+
 #include <xcb/damage.h>
 #include <xcb/xcb.h>
 #include <xcb/xinput.h>
@@ -66,13 +68,6 @@ constexpr int ExitUsage = 2;
 constexpr int ExitTimeout = 4;
 constexpr int ExitFailure = 5;
 
-double nowMs()
-{
-    timespec ts{};
-    clock_gettime(CLOCK_MONOTONIC, &ts);
-    return static_cast<double>(ts.tv_sec) * 1e3 + static_cast<double>(ts.tv_nsec) / 1e6;
-}
-
 // The server's 32-bit millisecond stamp on our clock: the latest time at or before `received`
 // whose low 32 bits are `stamp`.
 double serverMs(xcb_timestamp_t stamp, double received)
@@ -82,37 +77,17 @@ double serverMs(xcb_timestamp_t stamp, double received)
     return static_cast<double>(now - behind);
 }
 
-template <typename T> using Reply = std::unique_ptr<T, decltype(&std::free)>;
-
-template <typename T> Reply<T> own(T *reply)
-{
-    return Reply<T>(reply, &std::free);
-}
-
-class Probe {
+class Probe : public XcbWindows {
 public:
-    explicit Probe(xcb_connection_t *connection, xcb_window_t root) : m_c(connection), m_root(root)
-    {
-        m_netWmName = atom("_NET_WM_NAME");
-        m_utf8 = atom("UTF8_STRING");
-    }
+    explicit Probe(xcb_connection_t *connection, xcb_window_t root)
+        : XcbWindows(connection), m_root(root)
+    {}
 
-    xcb_window_t find(xcb_window_t window, const std::string &title, int depth = 0)
+    // A window below the root titled `title`; 0 if none (yet).
+    xcb_window_t find(const std::string &title)
     {
-        if (depth > 0 && isViewable(window) && hasTitle(window, title))
-            return window;
-        if (depth >= 3)
-            return 0;
-        auto tree = own(xcb_query_tree_reply(m_c, xcb_query_tree(m_c, window), nullptr));
-        if (!tree)
-            return 0;
-        const xcb_window_t *children = xcb_query_tree_children(tree.get());
-        const int count = xcb_query_tree_children_length(tree.get());
-        for (int i = 0; i < count; ++i) {
-            if (const xcb_window_t found = find(children[i], title, depth + 1))
-                return found;
-        }
-        return 0;
+        return XcbWindows::find(
+            m_root, [&](xcb_window_t window) { return hasTitle(window, title); }, true);
     }
 
     xcb_keycode_t keycodeFor(xcb_keysym_t keysym)
@@ -142,40 +117,7 @@ public:
     }
 
 private:
-    xcb_atom_t atom(const char *name)
-    {
-        auto reply = own(xcb_intern_atom_reply(
-            m_c, xcb_intern_atom(m_c, 0, static_cast<uint16_t>(std::strlen(name)), name), nullptr));
-        return reply ? reply->atom : xcb_atom_t{XCB_ATOM_NONE};
-    }
-
-    bool isViewable(xcb_window_t window)
-    {
-        auto attributes = own(
-            xcb_get_window_attributes_reply(m_c, xcb_get_window_attributes(m_c, window), nullptr));
-        return attributes && attributes->map_state == XCB_MAP_STATE_VIEWABLE;
-    }
-
-    std::string property(xcb_window_t window, xcb_atom_t name, xcb_atom_t type)
-    {
-        auto reply = own(xcb_get_property_reply(
-            m_c, xcb_get_property(m_c, 0, window, name, type, 0, 1024), nullptr));
-        if (!reply || reply->type == XCB_ATOM_NONE)
-            return {};
-        return std::string(static_cast<const char *>(xcb_get_property_value(reply.get())),
-                           static_cast<size_t>(xcb_get_property_value_length(reply.get())));
-    }
-
-    bool hasTitle(xcb_window_t window, const std::string &title)
-    {
-        return property(window, m_netWmName, m_utf8) == title ||
-               property(window, XCB_ATOM_WM_NAME, XCB_ATOM_STRING) == title;
-    }
-
-    xcb_connection_t *m_c;
     xcb_window_t m_root;
-    xcb_atom_t m_netWmName = XCB_ATOM_NONE;
-    xcb_atom_t m_utf8 = XCB_ATOM_NONE;
 };
 
 int usage()
@@ -272,8 +214,8 @@ int main(int argc, char **argv)
     // Mapped windows are looked for again whenever something is mapped or renamed.
     const uint32_t rootMask = XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY;
     xcb_change_window_attributes(c, root, XCB_CW_EVENT_MASK, &rootMask);
-    xcb_window_t sensor = probe.find(root, sensorTitle);
-    xcb_window_t panel = probe.find(root, panelTitle);
+    xcb_window_t sensor = probe.find(sensorTitle);
+    xcb_window_t panel = probe.find(panelTitle);
     const double deadline = nowMs() + timeoutSeconds * 1e3;
     while (!sensor || !panel) {
         xcb_flush(c);
@@ -296,8 +238,8 @@ int main(int argc, char **argv)
         if (xcb_connection_has_error(c))
             return ExitFailure;
         if (mapped) {
-            sensor = sensor ? sensor : probe.find(root, sensorTitle);
-            panel = panel ? panel : probe.find(root, panelTitle);
+            sensor = sensor ? sensor : probe.find(sensorTitle);
+            panel = panel ? panel : probe.find(panelTitle);
         }
     }
 
