@@ -14,10 +14,13 @@ NotchBehavior::NotchBehavior(NotchModel *model, BoardStore *store, NotchDesktop 
                              QObject *parent)
     : QObject(parent), m_model(model), m_store(store), m_desktop(desktop)
 {
+    // The delays are what the pointer feels: not up to 5 % later, as a coarse timer may be.
+    m_pendingOpen.setTimerType(Qt::PreciseTimer);
     m_pendingOpen.setSingleShot(true);
     m_pendingOpen.setInterval(hoverOpenDelayMs);
     connect(&m_pendingOpen, &QTimer::timeout, this, [this] { open(false); });
 
+    m_pendingClose.setTimerType(Qt::PreciseTimer);
     m_pendingClose.setSingleShot(true);
     m_pendingClose.setInterval(closeDelayMs);
     connect(&m_pendingClose, &QTimer::timeout, this, [this] {
