@@ -6,9 +6,17 @@
 // two springs, for as long as they take to settle, and starts at once: no hover delay, no content,
 // no shadow, no window shape. The window is opaque grey, so that the rectangle's edge shows in the
 // screen's pixels with or without a compositing manager.
+//
+// On Wayland (sway_open.py), where no program can grab a key, a method Toggle on the session bus
+// (io.tallowfern.BenchReference) does what Alt+N does, and `bench_reference_panel --toggle` calls
+// it, as a compositor's key binding runs `tallowfern --toggle`. The compositor places the windows.
 
 #include <QAbstractNativeEventFilter>
 #include <QByteArray>
+#include <QCoreApplication>
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusVirtualObject>
 #include <QEasingCurve>
 #include <QEvent>
 #include <QGuiApplication>
@@ -27,6 +35,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <functional>
 #include <memory>
 #include <numbers>
@@ -146,10 +155,55 @@ private:
     xcb_keycode_t m_keycode = 0;
 };
 
+constexpr auto busName = "io.tallowfern.BenchReference";
+constexpr auto busPath = "/io/tallowfern/BenchReference";
+
+// Toggle on the bus, as the app's own interface has it; the rest of the interface is not needed.
+class BusToggle : public QDBusVirtualObject {
+public:
+    explicit BusToggle(std::function<void()> toggled) : m_toggled(std::move(toggled)) {}
+
+    QString introspect(const QString &) const override
+    {
+        return u"<interface name=\"io.tallowfern.BenchReference\"><method name=\"Toggle\"/>"
+               "</interface>"_qs;
+    }
+
+    bool handleMessage(const QDBusMessage &message, const QDBusConnection &connection) override
+    {
+        if (message.member() != u"Toggle"_qs)
+            return false;
+        // Called on the bus's own thread: the panel changes on the event loop, as the app's does.
+        QMetaObject::invokeMethod(qGuiApp, m_toggled, Qt::QueuedConnection);
+        connection.send(message.createReply());
+        return true;
+    }
+
+private:
+    std::function<void()> m_toggled;
+};
+
+// `--toggle`: the least a Qt program run from a key binding does to reach the running panel.
+int callToggle(int argc, char **argv)
+{
+    QCoreApplication app(argc, argv);
+    const QDBusMessage reply = QDBusConnection::sessionBus().call(
+        QDBusMessage::createMethodCall(QString::fromLatin1(busName), QString::fromLatin1(busPath),
+                                       QString::fromLatin1(busName), u"Toggle"_qs),
+        QDBus::Block, 5000);
+    if (reply.type() == QDBusMessage::ErrorMessage) {
+        std::fprintf(stderr, "%s\n", qPrintable(reply.errorMessage()));
+        return 1;
+    }
+    return 0;
+}
+
 } // namespace
 
 int main(int argc, char **argv)
 {
+    if (argc > 1 && std::strcmp(argv[1], "--toggle") == 0)
+        return callToggle(argc, argv);
     QGuiApplication app(argc, argv);
 
     QQuickView panel;
@@ -230,8 +284,16 @@ Item {
 
     QQuickItem *shape = root.get();
     sensor.crossed = [shape](bool entered) { shape->setProperty("open", entered); };
-    HotKey hotKey([shape] { shape->setProperty("open", !shape->property("open").toBool()); });
+    const auto toggle = [shape] { shape->setProperty("open", !shape->property("open").toBool()); };
+    HotKey hotKey(toggle);
     app.installNativeEventFilter(&hotKey);
+    BusToggle busToggle(toggle);
+    // Only on a bus that was given: without one, libdbus may start a bus of its own for X11.
+    if (!qEnvironmentVariableIsEmpty("DBUS_SESSION_BUS_ADDRESS")) {
+        QDBusConnection bus = QDBusConnection::sessionBus();
+        if (bus.registerVirtualObject(QString::fromLatin1(busPath), &busToggle))
+            bus.registerService(QString::fromLatin1(busName));
+    }
 
     sensor.setProperty("_q_showWithoutActivating", true);
     panel.setProperty("_q_showWithoutActivating", true);
