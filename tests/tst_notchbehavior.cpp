@@ -328,6 +328,26 @@ private slots:
         QTRY_VERIFY_WITH_TIMEOUT(m_model->isOpen(), 1000);
     }
 
+    // A context menu over the panel is modal: the first Escape takes it away, the next one the
+    // panel; the panel closing takes the menu along.
+    void escapeClosesTheMenuFirst()
+    {
+        m_behavior->open(true);
+        m_model->setMenuOpen(true);
+        QVERIFY(m_behavior->keyPressed(key(Qt::Key_Escape, Qt::NoModifier, x11Escape)));
+        QVERIFY(!m_model->menuOpen());
+        QCoreApplication::processEvents();
+        QVERIFY(m_model->isOpen());
+        QVERIFY(m_model->isPinned());
+        QVERIFY(m_behavior->keyPressed(key(Qt::Key_Escape, Qt::NoModifier, x11Escape)));
+        QTRY_VERIFY(!m_model->isOpen());
+
+        m_behavior->open(true);
+        m_model->setMenuOpen(true);
+        m_behavior->close();
+        QVERIFY(!m_model->menuOpen());
+    }
+
     // Where the desktop reports the pointer only over our own windows.
     void leavingForAnUnknownPlaceCloses()
     {

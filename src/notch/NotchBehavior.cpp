@@ -157,6 +157,7 @@ void NotchBehavior::close()
     m_model->setPinned(false);
     m_model->setEditing(false);
     m_model->setShowCalendar(false);
+    m_model->setMenuOpen(false);
     if (m_store) {
         m_store->flushQuickNote();
         m_store->view(std::nullopt); // every reopen starts on today
@@ -304,6 +305,11 @@ bool NotchBehavior::keyPressed(const QKeyEvent &event)
     if (m_model->isOpen() && m_store &&
         ShortcutKeys::matches(m_store->switchTabShortcut(), event)) {
         switchTab(std::nullopt);
+        return true;
+    }
+    if (escape && m_model->menuOpen()) {
+        // A context menu is modal: Escape takes it away and leaves the panel.
+        m_model->setMenuOpen(false);
         return true;
     }
     if (escape && m_model->isOpen()) {

@@ -60,6 +60,14 @@ void NotchModel::setEditing(bool editing)
     emit isEditingChanged();
 }
 
+void NotchModel::setMenuOpen(bool open)
+{
+    if (m_menuOpen == open)
+        return;
+    m_menuOpen = open;
+    emit menuOpenChanged();
+}
+
 void NotchModel::setShowCalendar(bool show)
 {
     if (m_showCalendar == show)

@@ -19,6 +19,8 @@ class NotchModel : public QObject {
     Q_PROPERTY(Tab tab READ tab WRITE setTab NOTIFY tabChanged)
     Q_PROPERTY(bool isEditing READ isEditing WRITE setEditing NOTIFY isEditingChanged)
     Q_PROPERTY(bool showCalendar READ showCalendar WRITE setShowCalendar NOTIFY showCalendarChanged)
+    // A context menu is open over the panel: it is modal, and Escape closes it, not the panel.
+    Q_PROPERTY(bool menuOpen READ menuOpen WRITE setMenuOpen NOTIFY menuOpenChanged)
     // Null while nothing is being recorded, otherwise a ShortcutTarget.
     Q_PROPERTY(
         QVariant recording READ recordingValue WRITE setRecordingValue NOTIFY recordingChanged)
@@ -62,6 +64,8 @@ public:
     void setEditing(bool editing);
     [[nodiscard]] bool showCalendar() const { return m_showCalendar; }
     void setShowCalendar(bool show);
+    [[nodiscard]] bool menuOpen() const { return m_menuOpen; }
+    void setMenuOpen(bool open);
     [[nodiscard]] std::optional<ShortcutTarget> recording() const { return m_recording; }
     void setRecording(std::optional<ShortcutTarget> target);
     [[nodiscard]] int focusAddRequest() const { return m_focusAddRequest; }
@@ -97,6 +101,7 @@ signals:
     void tabChanged();
     void isEditingChanged();
     void showCalendarChanged();
+    void menuOpenChanged();
     void recordingChanged();
     void focusAddRequestChanged();
     void addFocusPendingChanged();
@@ -115,6 +120,7 @@ private:
     Tab m_tab = Tab::Board;
     bool m_isEditing = false;
     bool m_showCalendar = false;
+    bool m_menuOpen = false;
     std::optional<ShortcutTarget> m_recording;
     int m_focusAddRequest = 0;
     int m_focusAddTaken = 0;

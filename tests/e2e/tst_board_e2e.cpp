@@ -336,6 +336,25 @@ private slots:
                             doneCards({}), u"deleting the middle card"_qs));
     }
 
+    // The card's menu is modal: Escape takes only the menu away; the next Escape the panel.
+    void escapeClosesTheMenuFirst()
+    {
+        CHECKED(startApp({u"Buy fresh bread"_qs, u"Call the plumber"_qs}));
+        CHECKED(openPinned());
+        const QPoint card = cardPoint(ToDo, 0);
+        CHECKED(click(card, 3));
+        const QRect menuArea = QRect(card - QPoint(20, 10), QSize(260, 150)) & boardArea();
+        CHECKED(ScreenText::settle(*m_x, menuArea));
+        CHECKED(expectText(menuArea, u"Delete"_qs, u"the card's menu"_qs));
+        CHECKED(key(u"Escape"_qs));
+        CHECKED(ScreenText::settle(*m_x, menuArea));
+        VERIFY_SCREEN(isOpen(), u"Escape closed the panel along with the card's menu"_qs);
+        CHECKED(expectNoText(ScreenText::read(*m_x, menuArea), u"Delete"_qs, u"the board"_qs));
+        CHECKED(key(u"Escape"_qs));
+        VERIFY_SCREEN(waitFor([this] { return isClosed(); }),
+                      u"the second Escape did not close the panel"_qs);
+    }
+
     void outsideEditShows()
     {
         CHECKED(startApp({u"Buy fresh bread"_qs}, {u"Fix the bike"_qs}));

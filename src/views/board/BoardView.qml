@@ -107,5 +107,6 @@ FocusScope {
     CardMenu {
         id: menu
         lanes: boardLanes
+        notch: board.model
     }
 }

@@ -9,6 +9,7 @@ Item {
     id: menu
 
     required property BoardLanes lanes
+    required property NotchModel notch
 
     property string cardId: ""
     property var entries: []
@@ -18,6 +19,7 @@ Item {
                    fromKeyboard: bool) {
         menu.cardId = cardId;
         menu.entries = lane.menu();
+        menu.notch.menuOpen = true;
         menu.current = fromKeyboard ? menu.nextEntry(-1, 1) : -1;
         layer.visible = true;
         // Its size is known only once the entries are laid out.
@@ -32,6 +34,7 @@ Item {
     }
 
     function close() {
+        menu.notch.menuOpen = false;
         if (!layer.visible)
             return;
         layer.visible = false;
@@ -62,6 +65,17 @@ Item {
     }
 
     property Item previousFocus: null
+
+    // Escape, or the panel closing, takes the menu away through the model.
+    Connections {
+        target: menu.notch
+
+        function onMenuOpenChanged() {
+            if (!menu.notch.menuOpen)
+                menu.close();
+        }
+    }
+    Component.onDestruction: menu.notch.menuOpen = false
 
     Item {
         id: layer

@@ -48,7 +48,6 @@ Item {
         case Qt.Key_PageDown: calendar.shiftMonth(1); break;
         case Qt.Key_Return:
         case Qt.Key_Enter: calendar.pickFocused(); break;
-        case Qt.Key_Escape: dropdown.model.showCalendar = false; break;
         default: return;
         }
         dropdown.keysUsed = true;
