@@ -1,6 +1,7 @@
 pragma ComponentBehavior: Bound
 
 import QtQuick
+import QtQuick.Layouts
 import Tallowfern
 
 // One lane: its header with the card count, the cards, a word when there are none, and, on
@@ -62,38 +63,35 @@ Rectangle {
         anchors.fill: parent
         anchors.margins: 10
 
-        Row {
+        RowLayout {
             id: header
+            objectName: "laneHeader"
             x: 4
             width: parent.width - 8
             height: 18
             spacing: 6
 
             Rectangle {
-                anchors.verticalCenter: parent.verticalCenter
-                width: 7
-                height: 7
+                implicitWidth: 7
+                implicitHeight: 7
                 radius: 3.5
                 color: column.accent
             }
             Text {
                 id: title
-                anchors.verticalCenter: parent.verticalCenter
                 text: column.lane.title
                 color: Theme.text
                 font.pixelSize: 12
                 font.weight: Font.DemiBold
             }
             Item {
-                width: header.width - 7 - title.width - countBadge.width - 2 * header.spacing
-                height: 1
+                Layout.fillWidth: true
             }
             Rectangle {
                 id: countBadge
                 objectName: "count"
-                anchors.verticalCenter: parent.verticalCenter
-                width: countText.implicitWidth + 12
-                height: countText.implicitHeight + 2
+                implicitWidth: countText.implicitWidth + 12
+                implicitHeight: countText.implicitHeight + 2
                 radius: height / 2
                 color: Theme.surface
 

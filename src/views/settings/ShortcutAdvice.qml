@@ -1,4 +1,5 @@
 import QtQuick
+import QtQuick.Layouts
 import Tallowfern
 
 // Under the open shortcut's row: why the key does not work everywhere, and what lets the desktop
@@ -33,14 +34,14 @@ Column {
         Accessible.name: text
     }
 
-    Row {
+    RowLayout {
         objectName: "gnomeShortcut"
         visible: advice.gnome
+        width: advice.width
         spacing: 8
 
         Text {
-            anchors.verticalCenter: parent.verticalCenter
-            width: advice.width - gnomeButton.width - 8
+            Layout.fillWidth: true
             text: advice.setup ? advice.setup.gnomeNote : ""
             color: Theme.secondary
             font.pixelSize: 10
@@ -49,7 +50,6 @@ Column {
         SmallButton {
             id: gnomeButton
             objectName: "gnomeShortcutButton"
-            anchors.verticalCenter: parent.verticalCenter
             title: advice.setup ? advice.setup.gnomeAction : ""
             onClicked: advice.setup.toggleGnomeShortcut()
         }
@@ -68,12 +68,13 @@ Column {
             font.pixelSize: 10
             wrapMode: Text.Wrap
         }
-        Row {
+        RowLayout {
+            width: parent.width
             spacing: 6
 
             Rectangle {
-                width: advice.width - copyButton.width - 6
-                height: line.implicitHeight + 10
+                Layout.fillWidth: true
+                implicitHeight: line.implicitHeight + 10
                 radius: 7
                 color: Theme.surface
 
@@ -99,7 +100,6 @@ Column {
             SmallButton {
                 id: copyButton
                 objectName: "copyConfigLineButton"
-                anchors.verticalCenter: parent.verticalCenter
                 title: "Copy"
                 onClicked: advice.setup.copyConfigLine()
             }

@@ -247,6 +247,53 @@ private slots:
         QTRY_VERIFY(input(u"todo"_qs)->hasActiveFocus());
     }
 
+    // The header's dot, title and count badge sit inside the lane's padding (10) and the
+    // header's own (4), centred on one line, the badge against the right edge, whatever the
+    // count's width.
+    void headerGeometry_data()
+    {
+        QTest::addColumn<int>("cards");
+        QTest::newRow("none") << 0;
+        QTest::newRow("one digit") << 3;
+        QTest::newRow("two digits") << 12;
+    }
+    void headerGeometry()
+    {
+        QFETCH(int, cards);
+        QStringList texts;
+        for (int i = 0; i < cards; ++i)
+            texts.append(u"Task %1"_qs.arg(i));
+        start(boardText(texts, {}, {}));
+        for (const QString &kind : {u"todo"_qs, u"doing"_qs, u"done"_qs}) {
+            QQuickItem *column = lane(kind);
+            QQuickItem *header = in(column, u"laneHeader"_qs);
+            QQuickItem *badge = in(column, u"count"_qs);
+            QVERIFY(header && badge);
+            const QRectF inLane(header->mapRectToItem(column, header->boundingRect()));
+            QCOMPARE(inLane.left(), 14.0);
+            QCOMPARE(inLane.right(), column->width() - 14);
+            const QRectF badgeBox = badge->mapRectToItem(column, badge->boundingRect());
+            // The layout puts items on whole pixels; the lanes' widths need not be.
+            QVERIFY2(qAbs(badgeBox.right() - (column->width() - 14)) < 1,
+                     qPrintable(
+                         u"badge ends at %1 of %2"_qs.arg(badgeBox.right()).arg(column->width())));
+            QVERIFY(qAbs(badgeBox.center().y() - inLane.center().y()) < 1);
+            const QList<QQuickItem *> parts = header->childItems();
+            QVERIFY(parts.size() >= 3);
+            const QRectF dot = parts[0]->mapRectToItem(column, parts[0]->boundingRect());
+            QCOMPARE(dot.left(), 14.0);
+            QVERIFY(qAbs(dot.center().y() - inLane.center().y()) < 1);
+            // Nothing overlaps, nothing sticks out.
+            for (qsizetype i = 1; i < parts.size(); ++i) {
+                const QRectF before =
+                    parts[i - 1]->mapRectToItem(column, parts[i - 1]->boundingRect());
+                const QRectF part = parts[i]->mapRectToItem(column, parts[i]->boundingRect());
+                QVERIFY(part.left() >= before.right());
+                QVERIFY(part.right() <= inLane.right() + 0.5);
+            }
+        }
+    }
+
     void checkButtonStates()
     {
         start(boardText({u"Write"_qs}, {u"Plan"_qs}, {u"Shop"_qs}));
