@@ -9,6 +9,8 @@ Item {
     // The kind of the lane the card would go to.
     required property string kind
     required property string toolTip
+    // What assistive technology calls it, naming the card.
+    required property string accessibleName
     property bool shown: false
     readonly property color accent: Theme.lane(kind)
     readonly property bool hovered: hover.hovered
@@ -22,7 +24,7 @@ Item {
     scale: shown ? 1 : 0.8
 
     Accessible.role: Accessible.Button
-    Accessible.name: button.toolTip
+    Accessible.name: button.accessibleName
     Accessible.onPressAction: button.clicked()
 
     Behavior on opacity {

@@ -171,7 +171,8 @@ Item {
         rowHovered: row.hovered
         enabled: !row.readOnly
         toolTip: row.lane.checkToolTip
-        cardText: row.text
+        accessibleName: row.lane.checkName(row.text)
+        checkState: row.lane.checkState
         onClicked: row.store.toggle(row.cardId)
     }
 
@@ -237,6 +238,7 @@ Item {
         shown: row.hovered && !row.editing && row.lane.canAdvance
         kind: row.lane.nextKind
         toolTip: row.lane.advanceToolTip
+        accessibleName: row.lane.advanceName(row.text)
         onClicked: row.store.move(row.cardId, row.lane.nextKind, "")
     }
 }

@@ -10,7 +10,10 @@ Item {
     // The pointer is on the card's row.
     required property bool rowHovered
     required property string toolTip
-    required property string cardText
+    // What assistive technology calls it, naming the card.
+    required property string accessibleName
+    // Qt.Unchecked, Qt.PartiallyChecked (under way) or Qt.Checked.
+    required property int checkState
     readonly property bool hovered: hover.hovered
 
     signal clicked()
@@ -19,10 +22,10 @@ Item {
     height: 16
 
     Accessible.role: Accessible.CheckBox
-    Accessible.name: (button.kind === "done" ? "Move back to To do: " : "Mark done: ")
-                     + button.cardText
+    Accessible.name: button.accessibleName
     Accessible.checkable: true
-    Accessible.checked: button.kind === "done"
+    Accessible.checked: button.checkState === Qt.Checked
+    Accessible.checkStateMixed: button.checkState === Qt.PartiallyChecked
     Accessible.onPressAction: if (button.enabled) button.clicked()
     Accessible.onToggleAction: if (button.enabled) button.clicked()
 

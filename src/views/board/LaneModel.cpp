@@ -64,6 +64,30 @@ QString LaneModel::advanceToolTip() const
     return u"Move to "_qs + m_kind.next().title();
 }
 
+int LaneModel::checkState() const
+{
+    switch (m_kind.value()) {
+    case LaneKind::Done:
+        return Qt::Checked;
+    case LaneKind::Doing:
+        return Qt::PartiallyChecked;
+    case LaneKind::Todo:
+        break;
+    }
+    return Qt::Unchecked;
+}
+
+QString LaneModel::checkName(const QString &cardText) const
+{
+    return m_kind == LaneKind::Done ? u"Move “%1” back to To do"_qs.arg(cardText)
+                                    : u"Mark “%1” done"_qs.arg(cardText);
+}
+
+QString LaneModel::advanceName(const QString &cardText) const
+{
+    return u"Move “%1” to %2"_qs.arg(cardText, m_kind.next().title());
+}
+
 LaneModel::Handover LaneModel::setCards(const QList<Card> &cards, Reuse reuse)
 {
     // Which current row each new card takes: the row with its id; failing that, a row nobody

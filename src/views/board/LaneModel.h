@@ -30,6 +30,9 @@ class LaneModel : public QAbstractListModel {
     Q_PROPERTY(bool canAdvance READ canAdvance NOTIFY readOnlyChanged)
     Q_PROPERTY(QString nextKind READ nextKindName CONSTANT)
     Q_PROPERTY(QString advanceToolTip READ advanceToolTip CONSTANT)
+    // How a card's round button reads to assistive technology: Qt::Unchecked in To do,
+    // Qt::PartiallyChecked in Doing (under way), Qt::Checked in Done.
+    Q_PROPERTY(int checkState READ checkState CONSTANT)
 
 public:
     enum Role { IdRole = Qt::UserRole, TextRole };
@@ -51,6 +54,11 @@ public:
     [[nodiscard]] bool canAdvance() const { return !m_readOnly && m_kind != LaneKind::Done; }
     [[nodiscard]] QString nextKindName() const { return m_kind.next().rawValue(); }
     [[nodiscard]] QString advanceToolTip() const;
+    [[nodiscard]] int checkState() const;
+    // What the round button and the arrow of the card with this text are called for assistive
+    // technology, naming the card: "Mark “Buy milk” done", "Move “Buy milk” to Doing".
+    Q_INVOKABLE QString checkName(const QString &cardText) const;
+    Q_INVOKABLE QString advanceName(const QString &cardText) const;
 
     [[nodiscard]] const QList<Card> &cards() const { return m_cards; }
     // Whether rows may go to cards with other ids: yes for a new version of the same day's

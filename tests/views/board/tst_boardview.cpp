@@ -8,6 +8,7 @@
 #include "support/StoreFixture.h"
 #include "support/ViewFixture.h"
 
+#include <QAccessible>
 #include <QMimeData>
 #include <QQmlContext>
 #include <QQmlEngine>
@@ -575,25 +576,68 @@ private slots:
         QVERIFY(file().contains("- [ ] Card\n"));
     }
 
-    void controlsHaveAccessibleNames()
+    // What assistive technology learns of each control: its role, a name that says what it acts
+    // on, and for the round button how far the card is (a card under way is half checked).
+    void accessibility_data()
     {
-        start(boardText({u"Write"_qs}, {}, {}));
-        QList<QQuickItem *> items;
-        collect(root(), items);
-        int named = 0;
-        for (QQuickItem *item : items) {
-            const QString name = item->objectName();
-            if (name == u"check" || name == u"advance" || name == u"addInput" ||
-                name.startsWith(u"card-")) {
-                auto *attached = qobject_cast<QQuickItem *>(item);
-                QVERIFY(attached);
-                const QString accessible =
-                    QQmlProperty::read(item, u"Accessible.name"_qs, qmlContext(item)).toString();
-                QVERIFY2(!accessible.isEmpty(), qPrintable(name));
-                ++named;
-            }
+        QTest::addColumn<QString>("card");
+        QTest::addColumn<QString>("control");
+        QTest::addColumn<int>("role");
+        QTest::addColumn<QString>("name");
+        QTest::addColumn<int>("checkState");
+        const int none = -1;
+        QTest::newRow("to do check") << u"Write"_qs << u"check"_qs << int(QAccessible::CheckBox)
+                                     << u"Mark “Write” done"_qs << int(Qt::Unchecked);
+        QTest::newRow("doing check") << u"Plan"_qs << u"check"_qs << int(QAccessible::CheckBox)
+                                     << u"Mark “Plan” done"_qs << int(Qt::PartiallyChecked);
+        QTest::newRow("done check") << u"Shop"_qs << u"check"_qs << int(QAccessible::CheckBox)
+                                    << u"Move “Shop” back to To do"_qs << int(Qt::Checked);
+        QTest::newRow("to do arrow") << u"Write"_qs << u"advance"_qs << int(QAccessible::Button)
+                                     << u"Move “Write” to Doing"_qs << none;
+        QTest::newRow("doing arrow") << u"Plan"_qs << u"advance"_qs << int(QAccessible::Button)
+                                     << u"Move “Plan” to Done"_qs << none;
+        QTest::newRow("card") << u"Write"_qs << QString() << int(QAccessible::ListItem)
+                              << u"Write"_qs << none;
+        QTest::newRow("done card")
+            << u"Shop"_qs << QString() << int(QAccessible::ListItem) << u"Shop, done"_qs << none;
+    }
+    void accessibility()
+    {
+        QFETCH(QString, card);
+        QFETCH(QString, control);
+        QFETCH(int, role);
+        QFETCH(QString, name);
+        QFETCH(int, checkState);
+        QAccessible::setActive(true);
+        start(boardText({u"Write"_qs}, {u"Plan"_qs}, {u"Shop"_qs}));
+        QQuickItem *row = this->card(card);
+        QVERIFY(row);
+        QQuickItem *target = control.isEmpty() ? row : in(row, control);
+        QVERIFY(target);
+        QAccessibleInterface *accessible = QAccessible::queryAccessibleInterface(target);
+        QVERIFY(accessible);
+        QCOMPARE(int(accessible->role()), role);
+        QCOMPARE(accessible->text(QAccessible::Name), name);
+        if (checkState >= 0) {
+            const QAccessible::State state = accessible->state();
+            QVERIFY(state.checkable);
+            QCOMPARE(bool(state.checked), checkState == Qt::Checked);
+            QCOMPARE(bool(state.checkStateMixed), checkState == Qt::PartiallyChecked);
         }
-        QVERIFY(named >= 6);
+    }
+
+    // The lanes and the add fields are named after their lane.
+    void lanesAreNamed()
+    {
+        QAccessible::setActive(true);
+        start(boardText({u"Write"_qs}, {}, {}));
+        const auto nameOf = [](QQuickItem *item) {
+            QAccessibleInterface *accessible = QAccessible::queryAccessibleInterface(item);
+            return accessible ? accessible->text(QAccessible::Name) : QString();
+        };
+        QCOMPARE(nameOf(lane(u"todo"_qs)), u"To do, 1 card"_qs);
+        QCOMPARE(nameOf(lane(u"doing"_qs)), u"Doing, 0 cards"_qs);
+        QCOMPARE(nameOf(input(u"done"_qs)), u"Add a task to Done"_qs);
     }
 };
 

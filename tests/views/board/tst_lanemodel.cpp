@@ -214,6 +214,43 @@ private slots:
         QCOMPARE(model.roleNames().value(LaneModel::IdRole), QByteArray("cardId"));
         QCOMPARE(model.roleNames().value(LaneModel::TextRole), QByteArray("text"));
     }
+
+    // What a card's buttons are called for assistive technology names the card and the lane it
+    // would go to; the round button says how far the card is.
+    void accessibleNames_data()
+    {
+        QTest::addColumn<int>("kind");
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("check");
+        QTest::addColumn<QString>("advance");
+        QTest::addColumn<int>("state");
+        QTest::newRow("to do") << int(LaneKind::Todo) << u"Buy milk"_qs
+                               << u"Mark “Buy milk” done"_qs << u"Move “Buy milk” to Doing"_qs
+                               << int(Qt::Unchecked);
+        QTest::newRow("doing") << int(LaneKind::Doing) << u"Buy milk"_qs
+                               << u"Mark “Buy milk” done"_qs << u"Move “Buy milk” to Done"_qs
+                               << int(Qt::PartiallyChecked);
+        QTest::newRow("done") << int(LaneKind::Done) << u"Buy milk"_qs
+                              << u"Move “Buy milk” back to To do"_qs
+                              << u"Move “Buy milk” to To do"_qs << int(Qt::Checked);
+        // A card's own text is never taken for a placeholder.
+        QTest::newRow("placeholders in the text")
+            << int(LaneKind::Todo) << u"%1 and %2"_qs << u"Mark “%1 and %2” done"_qs
+            << u"Move “%1 and %2” to Doing"_qs << int(Qt::Unchecked);
+    }
+    void accessibleNames()
+    {
+        QFETCH(int, kind);
+        QFETCH(QString, text);
+        QFETCH(QString, check);
+        QFETCH(QString, advance);
+        QFETCH(int, state);
+        const LaneModel model{LaneKind(LaneKind::Value(kind))};
+        QCOMPARE(model.checkName(text), check);
+        QCOMPARE(model.advanceName(text), advance);
+        QCOMPARE(model.checkState(), state);
+        QCOMPARE(model.property("checkState").toInt(), state);
+    }
 };
 
 QTEST_GUILESS_MAIN(TestLaneModel)
