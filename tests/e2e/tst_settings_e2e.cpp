@@ -124,33 +124,34 @@ private:
     // ---- screen
 
     // Waits until `phrase` can be read in `area`, which holds a text field with the keyboard. Its
-    // cursor blinks at the end of the text and can read as one more letter: each look reads a
-    // picture of each phase of the blink, however long tesseract takes over one.
+    // cursor blinks at the end of the text and can read as one more letter ("Days|" as "Dayq"):
+    // each look keeps every distinct picture seen over more than one blink, however long a grab
+    // or tesseract takes on a busy machine, and the text passes when any of them reads right.
+    // A slow machine gets as many looks as a fast one.
     void expectFieldText(const QRect &area, const QString &phrase, const QString &where)
     {
+        constexpr int Looks = 4;
         QElapsedTimer timer;
         timer.start();
         QString read;
-        do {
+        for (int look = 0; look < Looks || timer.elapsed() < 5000; ++look) {
             QList<QImage> phases{m_x->grab(area)};
             QElapsedTimer blink;
             blink.start();
             // Qt's blink, on and off, takes a second when no desktop settings say otherwise.
-            while (blink.elapsed() < 2000) {
+            while (blink.elapsed() < 2200 && phases.size() < 3) {
                 QImage next = m_x->grab(area);
-                if (next != phases.first()) {
+                if (!phases.contains(next))
                     phases.append(next);
-                    break;
-                }
                 QTest::qWait(50);
             }
-            for (const QImage &phase : phases) {
+            for (const QImage &phase : std::as_const(phases)) {
                 const QList<Word> words = ScreenText::read(phase, m_x->scratch());
                 if (ScreenText::findPhrase(words, phrase))
                     return;
                 read = ScreenText::describe(words);
             }
-        } while (timer.elapsed() < 5000);
+        }
         VERIFY_SCREEN(false, u"\"%1\" is not in %2; tesseract read %3"_qs.arg(phrase, where, read));
     }
 
