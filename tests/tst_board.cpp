@@ -273,6 +273,121 @@ private slots:
         }
         QCOMPARE(lanes.join(u'|'), expected);
     }
+
+    // Each edit, then what takes it back: the board is as it was, ids and extra lines included.
+    void inverseTakesBack_data()
+    {
+        QTest::addColumn<QString>("edit");
+        QTest::addColumn<QString>("made");
+        // On: To do a, b (with a line under it), e; Doing c; Done d.
+        QTest::newRow("add") << u"add x doing"_qs << u"a,b,e|c,x|d"_qs;
+        QTest::newRow("add above a card") << u"add x todo b"_qs << u"a,x,b,e|c|d"_qs;
+        QTest::newRow("move up in its lane") << u"move b todo a"_qs << u"b,a,e|c|d"_qs;
+        QTest::newRow("move down in its lane") << u"move a todo e"_qs << u"b,a,e|c|d"_qs;
+        QTest::newRow("move from the middle to another lane")
+            << u"move b done"_qs << u"a,e|c|d,b"_qs;
+        QTest::newRow("move from the end of a lane") << u"move e doing c"_qs << u"a,b|e,c|d"_qs;
+        QTest::newRow("rename") << u"rename c C"_qs << u"a,b,e|C|d"_qs;
+        QTest::newRow("rename to nothing") << u"rename b"_qs << u"a,e|c|d"_qs;
+        QTest::newRow("remove from the middle") << u"remove b"_qs << u"a,e|c|d"_qs;
+        QTest::newRow("remove the last") << u"remove e"_qs << u"a,b|c|d"_qs;
+        QTest::newRow("remove the only") << u"remove d"_qs << u"a,b,e|c|"_qs;
+    }
+    void inverseTakesBack()
+    {
+        QFETCH(QString, edit);
+        QFETCH(QString, made);
+        const Board original = Board::parse(u"## To do\n- [ ] a\n- [ ] b\n  under b\n- [ ] e\n"
+                                            u"## Doing\n- [ ] c\n## Done\n**Complete**\n"
+                                            u"- [x] d\n"_qs);
+        const auto card = [&](const QString &text) {
+            for (const Lane &lane : original.lanes())
+                for (const Card &c : lane.cards())
+                    if (c.text() == text)
+                        return c;
+            return Card(text);
+        };
+        const auto kind = [](const QString &name) { return *LaneKind::fromRawValue(name); };
+        const QStringList w = edit.split(u' ');
+        std::optional<BoardEdit> forward;
+        if (w[0] == u"add"_qs)
+            forward =
+                BoardEdit::add(Card(w[1]), kind(w[2]),
+                               w.size() > 3 ? std::optional<QUuid>(card(w[3]).id()) : std::nullopt);
+        else if (w[0] == u"move"_qs)
+            forward = BoardEdit::move(card(w[1]), kind(w[2]),
+                                      w.size() > 3 ? std::optional<QUuid>(card(w[3]).id())
+                                                   : std::nullopt);
+        else if (w[0] == u"rename"_qs)
+            forward = BoardEdit::rename(card(w[1]), w.value(2));
+        else
+            forward = BoardEdit::remove(card(w[1]));
+
+        const std::optional<BoardEdit> back = forward->inverseOn(original);
+        QVERIFY(back);
+        Board board = original;
+        QVERIFY(forward->applyTo(board));
+        QCOMPARE(laneTexts(board), made);
+        // Taking back the inverse gives the edit again.
+        const std::optional<BoardEdit> again = back->inverseOn(board);
+        QVERIFY(again);
+        QVERIFY(back->applyTo(board));
+        QCOMPARE(board, original);
+        QVERIFY(again->applyTo(board));
+        QCOMPARE(laneTexts(board), made);
+    }
+
+    // An edit that cannot be made has nothing to take back; an added card cannot be added twice.
+    void noInverseWithoutTheCard()
+    {
+        Board board = Board::parse(u"## To do\n- [ ] a\n"_qs);
+        board.ensureLanes();
+        QVERIFY(!BoardEdit::remove(Card(u"gone"_qs)).inverseOn(board));
+        QVERIFY(!BoardEdit::rename(Card(u"gone"_qs), u"x"_qs).inverseOn(board));
+        QVERIFY(!BoardEdit::move(Card(u"gone"_qs), LaneKind::Done, std::nullopt).inverseOn(board));
+        const Card a = board.cards(LaneKind::Todo).front();
+        QVERIFY(!BoardEdit::add(a, LaneKind::Doing).inverseOn(board));
+        QVERIFY(!BoardEdit::add(a, LaneKind::Doing).applyTo(board));
+        QVERIFY(BoardEdit::remove(a).removesCard());
+        QVERIFY(BoardEdit::rename(a, QString()).removesCard());
+        QVERIFY(!BoardEdit::rename(a, u"b"_qs).removesCard());
+        QVERIFY(!BoardEdit::move(a, LaneKind::Done, std::nullopt).removesCard());
+    }
+
+    // A lane of the user's own has no role: what is taken back goes to the lane of that title.
+    void inverseInALaneOfTheUsersOwn()
+    {
+        Board original = Board::parse(u"## Review\n- [ ] r\n- [ ] s\n"_qs);
+        original.ensureLanes();
+        const auto review = std::find_if(original.lanes().cbegin(), original.lanes().cend(),
+                                         [](const Lane &l) { return l.title() == u"Review"; });
+        QVERIFY(review != original.lanes().cend());
+        const qsizetype lane = review - original.lanes().cbegin();
+        const Card r = review->cards()[0];
+        for (const BoardEdit &edit : {BoardEdit::move(r, LaneKind::Doing, std::nullopt),
+                                      BoardEdit::remove(r), BoardEdit::rename(r, QString())}) {
+            const std::optional<BoardEdit> back = edit.inverseOn(original);
+            QVERIFY(back);
+            Board board = original;
+            QVERIFY(edit.applyTo(board));
+            QCOMPARE(board.lanes()[lane].cards().size(), 1);
+            QVERIFY(back->applyTo(board));
+            QCOMPARE(board, original);
+        }
+    }
+
+private:
+    static QString laneTexts(const Board &board)
+    {
+        QStringList lanes;
+        for (LaneKind k : LaneKind::allCases()) {
+            QStringList names;
+            for (const Card &c : board.cards(k))
+                names.append(c.text());
+            lanes.append(names.join(u','));
+        }
+        return lanes.join(u'|');
+    }
 };
 
 QTEST_APPLESS_MAIN(TestBoard)

@@ -337,6 +337,158 @@ private slots:
         }
     }
 
+    // Each undo and redo is an edit written at once, like any other.
+    void undoAndRedoAreWritten()
+    {
+        Scratch::write(boardFile(u"2025-03-07"_qs),
+                       Board::parse(u"## To do\n- [ ] a\n- [ ] b\n\t- under b\n## Doing\n- [ ] c\n"
+                                    u"## Done\n**Complete**\n- [x] d\n"_qs)
+                           .markdown()
+                           .toUtf8());
+        const auto today = makeToday();
+        QSignalSpy undoChanged(today.get(), &TodayBoard::undoChanged);
+        QVERIFY(!today->canUndo() && !today->canRedo());
+        const auto card = [&](const QString &text) {
+            for (const Lane &lane : today->board().lanes())
+                for (const Card &c : lane.cards())
+                    if (c.text() == text)
+                        return c.id();
+            return QUuid();
+        };
+        const QByteArray before = Scratch::read(boardFile(u"2025-03-07"_qs));
+        today->add(u"e"_qs, LaneKind::Doing);
+        today->toggle(card(u"a"_qs));
+        today->rename(card(u"c"_qs), u"C"_qs);
+        today->move(card(u"b"_qs), LaneKind::Todo, std::nullopt);
+        today->deleteCard(card(u"d"_qs));
+        QCOMPARE(fileLanes(), u"b|C,e|a"_qs);
+        QVERIFY(today->canUndo());
+
+        // The move of b to the end of its lane is the second step back; it was there already.
+        const QStringList steps{u"b|C,e|d,a"_qs, u"b|C,e|d,a"_qs, u"b|c,e|d,a"_qs, u"a,b|c,e|d"_qs,
+                                u"a,b|c|d"_qs};
+        QStringList seen;
+        while (today->canUndo()) {
+            today->undo();
+            seen.append(fileLanes());
+        }
+        QCOMPARE(seen, steps);
+        // Back to the bytes it started from, the line under b included.
+        QCOMPARE(Scratch::read(boardFile(u"2025-03-07"_qs)), before);
+        QVERIFY(today->canRedo());
+        today->redo();
+        today->redo();
+        QCOMPARE(fileLanes(), u"b|c,e|d,a"_qs);
+        // A new edit forgets what could be redone.
+        today->add(u"f"_qs, LaneKind::Todo);
+        QVERIFY(!today->canRedo());
+        QCOMPARE(fileLanes(), u"b,f|c,e|d,a"_qs);
+        today->undo();
+        QCOMPARE(fileLanes(), u"b|c,e|d,a"_qs);
+        QVERIFY(undoChanged.count() > 0);
+        QCOMPARE(today->lastError(), QString());
+    }
+
+    // An undo never takes back what another program wrote: when it changed the card since, its
+    // version stays, the undo is forgotten and that is said.
+    void undoLeavesOtherProgramsChanges_data()
+    {
+        QTest::addColumn<QString>("edit");
+        QTest::addColumn<QByteArray>("theirs");
+        QTest::addColumn<QString>("expected");
+        // Ours starts as: a,b | c | d, then the edit; theirs is saved after it.
+        QTest::newRow("rename, they renamed it again")
+            << u"rename a mine"_qs << boardText({u"theirs"_qs, u"b"_qs}, {u"c"_qs}, {u"d"_qs})
+            << u"theirs,b|c|d"_qs;
+        QTest::newRow("move, they moved it on")
+            << u"move a doing"_qs << boardText({u"b"_qs}, {u"c"_qs}, {u"d"_qs, u"a"_qs})
+            << u"b|c|d,a"_qs;
+        QTest::newRow("add, they ticked it")
+            << u"add e"_qs << boardText({u"a"_qs, u"b"_qs}, {u"c"_qs}, {u"d"_qs, u"e"_qs})
+            << u"a,b|c|d,e"_qs;
+    }
+    void undoLeavesOtherProgramsChanges()
+    {
+        QFETCH(QString, edit);
+        QFETCH(QByteArray, theirs);
+        QFETCH(QString, expected);
+        Scratch::write(boardFile(u"2025-03-07"_qs),
+                       boardText({u"a"_qs, u"b"_qs}, {u"c"_qs}, {u"d"_qs}));
+        const auto today = makeToday();
+        const QUuid a = today->board().cards(LaneKind::Todo).front().id();
+        const QStringList words = edit.split(u' ');
+        if (words[0] == u"rename"_qs)
+            today->rename(a, words[2]);
+        else if (words[0] == u"move"_qs)
+            today->move(a, LaneKind::Doing, std::nullopt);
+        else
+            today->add(words[1], LaneKind::Todo);
+        // Saved behind our back, with no event seen yet: the undo looks at the file itself.
+        Scratch::write(boardFile(u"2025-03-07"_qs), theirs);
+        today->undo();
+        QCOMPARE(fileLanes(), expected);
+        QCOMPARE(lanes(today->board()), expected);
+        QVERIFY2(today->lastError().contains(u"was changed in another program since: your edit "
+                                             u"can't be undone."_qs),
+                 qPrintable(today->lastError()));
+        QVERIFY(!today->canUndo());
+        QVERIFY(!today->canRedo());
+    }
+
+    // Another program's change to other cards stays when ours is undone.
+    void undoKeepsOtherCardsChanges()
+    {
+        Scratch::write(boardFile(u"2025-03-07"_qs),
+                       boardText({u"a"_qs, u"b"_qs}, {u"c"_qs}, {u"d"_qs}));
+        const auto today = makeToday();
+        today->deleteCard(today->board().cards(LaneKind::Todo).front().id());
+        Scratch::write(boardFile(u"2025-03-07"_qs),
+                       boardText({u"b"_qs, u"x"_qs}, {u"c2"_qs}, {u"d"_qs}));
+        today->undo();
+        QCOMPARE(fileLanes(), u"a,b,x|c2|d"_qs);
+        QCOMPARE(today->lastError(), QString());
+    }
+
+    // A delete offers its undo for a moment; any other edit or the undo itself ends the offer.
+    void deleteOffersUndo()
+    {
+        Scratch::write(boardFile(u"2025-03-07"_qs),
+                       boardText({u"a"_qs, u"b"_qs}, {u"c"_qs}, {u"d"_qs}));
+        const auto today = makeToday();
+        QCOMPARE(today->undoOffer(), QString());
+        const QUuid b = today->board().cards(LaneKind::Todo)[1].id();
+        today->deleteCard(b);
+        QCOMPARE(today->undoOffer(), u"Deleted “b”"_qs);
+        today->undo();
+        QCOMPARE(today->undoOffer(), QString());
+        QCOMPARE(fileLanes(), u"a,b|c|d"_qs);
+        // A rename to blank text deletes too.
+        today->rename(b, u"  "_qs);
+        QCOMPARE(today->undoOffer(), u"Deleted “b”"_qs);
+        today->add(u"e"_qs, LaneKind::Todo);
+        QCOMPARE(today->undoOffer(), QString());
+        // Left alone, it goes.
+        today->setUndoOfferMs(1);
+        today->deleteCard(today->board().cards(LaneKind::Todo).front().id());
+        QCOMPARE(today->undoOffer(), u"Deleted “a”"_qs);
+        QTRY_COMPARE(today->undoOffer(), QString());
+        QVERIFY(today->canUndo());
+    }
+
+    // Another day's board has nothing to undo.
+    void newDayForgetsTheHistory()
+    {
+        const auto today = makeToday();
+        today->add(u"a"_qs, LaneKind::Todo);
+        QVERIFY(today->canUndo());
+        m_clock.set(2025, 3, 8);
+        today->checkForChanges();
+        QCOMPARE(today->day(), u"2025-03-08"_qs);
+        QVERIFY(!today->canUndo());
+        today->undo();
+        QCOMPARE(texts(today->board(), LaneKind::Todo), QStringList{u"a"_qs});
+    }
+
     void cardsKeepTheirIdsAcrossOutsideSaves()
     {
         Scratch::write(boardFile(u"2025-03-07"_qs), boardText({u"a"_qs, u"b"_qs}, {}, {}));

@@ -46,6 +46,8 @@ BoardStore::BoardStore(const Clock *clock, UrlLauncher *launcher, QObject *paren
     connect(today, &TodayBoard::greetingChanged, this, &BoardStore::greetingChanged);
     connect(today, &TodayBoard::reported, this, &BoardStore::setLastError);
     connect(today, &TodayBoard::unreadableChanged, this, &BoardStore::unreadableChanged);
+    connect(today, &TodayBoard::undoChanged, this, &BoardStore::undoChanged);
+    connect(today, &TodayBoard::undoOfferChanged, this, &BoardStore::undoOfferChanged);
     m_lastError = today->lastError();
 
     m_pastDays = std::make_unique<PastDays>(today, m_locations.get());
@@ -126,6 +128,11 @@ void BoardStore::openInObsidian(const QString &path) const
 void BoardStore::openInObsidian(const QByteArray &pathBytes) const
 {
     m_launcher->open(m_locations->obsidianUrl(pathBytes));
+}
+
+void BoardStore::openAddress(const QByteArray &encodedUrl) const
+{
+    m_launcher->open(encodedUrl);
 }
 
 void BoardStore::openTodayInObsidian() const

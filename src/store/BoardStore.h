@@ -56,6 +56,10 @@ class BoardStore : public QObject {
     Q_PROPERTY(QString lastCopy READ lastCopy NOTIFY lastErrorChanged)
     // Why today's board file cannot be read; empty when it can. Edits wait meanwhile.
     Q_PROPERTY(QString boardUnreadable READ boardUnreadable NOTIFY unreadableChanged)
+    // Taking back edits of today's board, and the moment's offer to bring back a deleted card.
+    Q_PROPERTY(bool canUndo READ canUndo NOTIFY undoChanged)
+    Q_PROPERTY(bool canRedo READ canRedo NOTIFY undoChanged)
+    Q_PROPERTY(QString undoOffer READ undoOffer NOTIFY undoOfferChanged)
     // Empty while today is shown.
     Q_PROPERTY(QString viewedDay READ viewedDayText NOTIFY viewedDayChanged)
     Q_PROPERTY(bool isViewingPast READ isViewingPast NOTIFY viewedDayChanged)
@@ -162,6 +166,8 @@ public:
     // The same for a path as the bytes of its names on disk, which need not be UTF-8.
     void openInObsidian(const QByteArray &pathBytes) const;
     Q_INVOKABLE void openTodayInObsidian() const;
+    // A web or mail address, or an obsidian:// link, that the caller has found safe to open.
+    void openAddress(const QByteArray &encodedUrl) const;
 
     [[nodiscard]] QString dayString(const QDateTime &moment) const;
     // The name a day's board and quick note go by: "yyyy-MM-dd".
@@ -193,6 +199,12 @@ public:
     Q_INVOKABLE void toggle(const QString &id);
     Q_INVOKABLE void rename(const QString &id, const QString &text);
     Q_INVOKABLE void deleteCard(const QString &id);
+    [[nodiscard]] bool canUndo() const { return m_today->canUndo(); }
+    [[nodiscard]] bool canRedo() const { return m_today->canRedo(); }
+    [[nodiscard]] const QString &undoOffer() const { return m_today->undoOffer(); }
+    Q_INVOKABLE void undo() { m_today->undo(); }
+    Q_INVOKABLE void redo() { m_today->redo(); }
+    Q_INVOKABLE void dismissUndoOffer() { m_today->dismissUndoOffer(); }
     // Copies a card of the viewed past day to today's To do.
     Q_INVOKABLE void copyToToday(const QString &id);
 
@@ -230,6 +242,8 @@ signals:
     void greetingChanged();
     void lastErrorChanged();
     void unreadableChanged();
+    void undoChanged();
+    void undoOfferChanged();
     // Another program changed the note the editor shows, which had nothing unsaved.
     void quickNoteChangedOutside(const QString &text);
     // The editor is to show another note: a new day has begun while it showed the old day's.

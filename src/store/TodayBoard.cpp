@@ -50,6 +50,9 @@ TodayBoard::TodayBoard(const Preferences *preferences, const VaultLocations *loc
         else
             checkForChanges();
     });
+    m_undoOfferTimer.setSingleShot(true);
+    m_undoOfferTimer.setInterval(undoOfferMs);
+    connect(&m_undoOfferTimer, &QTimer::timeout, this, &TodayBoard::dismissUndoOffer);
     m_day = DayFiles::keyOf(now());
     loadToday();
     watchBoards();
@@ -148,6 +151,35 @@ void TodayBoard::forgetFile()
     m_retry.stop();
     m_waitingSince.invalidate();
     setUnreadable({});
+    // What was done to another file cannot be taken back in this one.
+    forgetHistory();
+}
+
+void TodayBoard::forgetHistory()
+{
+    setUndoOffer({});
+    if (m_undo.isEmpty() && m_redo.isEmpty())
+        return;
+    m_undo.clear();
+    m_redo.clear();
+    emit undoChanged();
+}
+
+void TodayBoard::setUndoOffer(const QString &offer)
+{
+    if (offer.isEmpty())
+        m_undoOfferTimer.stop();
+    else
+        m_undoOfferTimer.start();
+    if (m_undoOffer == offer)
+        return;
+    m_undoOffer = offer;
+    emit undoOfferChanged();
+}
+
+void TodayBoard::dismissUndoOffer()
+{
+    setUndoOffer({});
 }
 
 void TodayBoard::reload()
@@ -251,6 +283,7 @@ void TodayBoard::createToday()
     m_holdsForeignBytes = false;
     m_base = board;
     m_edits.clear();
+    forgetHistory();
     m_lastKnownStamp.reset();
     publishBoard(std::move(board));
     save();
@@ -403,14 +436,52 @@ void TodayBoard::relocate()
 
 // ---- editing
 
-void TodayBoard::perform(const BoardEdit &edit)
+bool TodayBoard::perform(const BoardEdit &edit, History history)
 {
+    const std::optional<BoardEdit> inverse = edit.inverseOn(m_board);
     Board board = m_board;
-    if (!edit.applyTo(board))
-        return;
+    if (!inverse || !edit.applyTo(board))
+        return false;
+    QList<BoardEdit> &stack = history == History::Undo ? m_redo : m_undo;
+    stack.append(*inverse);
+    if (stack.size() > undoDepth)
+        stack.removeFirst();
+    if (history == History::New)
+        m_redo.clear();
+    emit undoChanged();
+    setUndoOffer(history == History::New && edit.removesCard()
+                     ? u"Deleted “"_qs + edit.cardText() + u"”"_qs
+                     : QString());
     m_edits.append(edit);
     publishBoard(std::move(board));
     writePending();
+    return true;
+}
+
+void TodayBoard::takeBack(QList<BoardEdit> &stack, History history)
+{
+    if (stack.isEmpty())
+        return;
+    const BoardEdit edit = stack.takeLast();
+    // The file may have changed without an event yet: the edit is judged on its newest version.
+    if (const auto current = FileStamp::of(path()); current && current != m_lastKnownStamp)
+        readNewest();
+    if (!perform(edit, history)) {
+        emit undoChanged();
+        setLastError(u"“"_qs + edit.cardText() + u"” was changed in another program since: "_qs +
+                     (history == History::Undo ? u"your edit can't be undone."_qs
+                                               : u"your edit can't be redone."_qs));
+    }
+}
+
+void TodayBoard::undo()
+{
+    takeBack(m_undo, History::Undo);
+}
+
+void TodayBoard::redo()
+{
+    takeBack(m_redo, History::Redo);
 }
 
 void TodayBoard::add(const QString &text, LaneKind kind)

@@ -40,11 +40,20 @@ class TodayBoard : public QObject {
     Q_PROPERTY(QString lastCopy READ lastCopy NOTIFY lastErrorChanged)
     // Why today's file cannot be read; empty when it can.
     Q_PROPERTY(QString unreadable READ unreadable NOTIFY unreadableChanged)
+    Q_PROPERTY(bool canUndo READ canUndo NOTIFY undoChanged)
+    Q_PROPERTY(bool canRedo READ canRedo NOTIFY undoChanged)
+    // Says what the last edit took off the board, for a moment, while undoing it brings it back;
+    // empty otherwise.
+    Q_PROPERTY(QString undoOffer READ undoOffer NOTIFY undoOfferChanged)
 
 public:
     // How `lastError` begins when the board could not be written.
     static constexpr QStringView saveErrorPrefix = u"Couldn't save board: ";
     static constexpr int writerPollMs = 40;
+    // How many edits can be taken back.
+    static constexpr qsizetype undoDepth = 100;
+    // How long the offer to bring back a deleted card stays.
+    static constexpr int undoOfferMs = 8000;
 
     // Loads or makes today's board and watches its folder. None of the three is owned.
     TodayBoard(const Preferences *preferences, const VaultLocations *locations, const Clock *clock,
@@ -64,6 +73,11 @@ public:
     [[nodiscard]] const QString &unreadable() const { return m_unreadable; }
     // Edits made but not yet in the file (it could not be written or read).
     [[nodiscard]] qsizetype pendingEdits() const { return m_edits.size(); }
+    [[nodiscard]] bool canUndo() const { return !m_undo.isEmpty(); }
+    [[nodiscard]] bool canRedo() const { return !m_redo.isEmpty(); }
+    [[nodiscard]] const QString &undoOffer() const { return m_undoOffer; }
+    // Tests shorten the offer's life.
+    void setUndoOfferMs(int ms) { m_undoOfferTimer.setInterval(ms); }
 
     Q_INVOKABLE void loadToday();
     Q_INVOKABLE void reload();
@@ -85,6 +99,12 @@ public:
     void deleteCard(const QUuid &id);
     // Its text goes to the end of To do; its id and extra lines stay behind.
     void copyToToday(const Card &card);
+    // Takes back the last edit made here (or the last undo), written like any edit. An edit whose
+    // card another program has changed since is not taken back: that is said, and it is
+    // forgotten.
+    Q_INVOKABLE void undo();
+    Q_INVOKABLE void redo();
+    Q_INVOKABLE void dismissUndoOffer();
     // The same for QML: lane kinds by raw value ("todo", "doing", "done"), ids as text.
     Q_INVOKABLE void add(const QString &text, const QString &kind);
     Q_INVOKABLE void move(const QString &id, const QString &kind, const QString &before);
@@ -104,6 +124,8 @@ signals:
     void greetingChanged();
     void lastErrorChanged();
     void unreadableChanged();
+    void undoChanged();
+    void undoOfferChanged();
     // After every read or write of the file: why it failed, or "" when it went well, and a copy
     // of replaced bytes that was made.
     void reported(const QString &error, const QString &copy);
@@ -119,8 +141,14 @@ private:
 
     // Another file is today's now: what was pending for the old one goes.
     void forgetFile();
-    // Makes `edit` on the board shown and writes it.
-    void perform(const BoardEdit &edit);
+    enum class History { New, Undo, Redo };
+    // Makes `edit` on the board shown and writes it; what takes it back goes on the undo stack,
+    // or on the redo stack when it is an undo. False when it cannot be made.
+    bool perform(const BoardEdit &edit, History history = History::New);
+    // Takes the top of one stack back; its inverse goes on the other.
+    void takeBack(QList<BoardEdit> &stack, History history);
+    void forgetHistory();
+    void setUndoOffer(const QString &offer);
     // Writes the board, or leaves it to a retry while another program writes the file.
     void writePending();
     // Reads the file as it is now into the board; false when that has to wait or failed.
@@ -157,6 +185,12 @@ private:
     // The file holds bytes the board does not: the reader dropped part of it. The next save keeps
     // a copy of them first.
     bool m_holdsForeignBytes = false;
+
+    // The inverses of the edits made here, last on top.
+    QList<BoardEdit> m_undo;
+    QList<BoardEdit> m_redo;
+    QString m_undoOffer;
+    QTimer m_undoOfferTimer;
 
     QTimer m_retry;
     QElapsedTimer m_waitingSince;

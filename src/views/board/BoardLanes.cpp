@@ -1,7 +1,9 @@
 #include "BoardLanes.h"
 
+#include "CardMarkup.h"
 #include "CardPreviewProvider.h"
 #include "store/BoardStore.h"
+#include "store/StoreLog.h"
 
 BoardLanes::BoardLanes(QObject *parent)
     : QObject(parent), m_lanes{std::make_unique<LaneModel>(LaneKind::Todo),
@@ -117,6 +119,8 @@ void BoardLanes::perform(const QString &action, const QString &cardId, const QSt
         return;
     if (action == u"move")
         m_store->today()->move(cardId, target, QString());
+    else if (action == u"up" || action == u"down")
+        reorder(cardId, action == u"up" ? -1 : 1);
     else if (action == u"delete")
         m_store->today()->deleteCard(cardId);
 }
@@ -215,6 +219,44 @@ bool BoardLanes::selectEdge(const QString &kind, bool last)
         return false;
     select(last ? model->cards().last().id() : model->cards().first().id());
     return true;
+}
+
+bool BoardLanes::openLink(const QString &link) const
+{
+    const auto target = CardMarkup::target(link);
+    if (!m_store || !target) {
+        qCWarning(lcStore, "not opening a card's link that is not safe to open: %s",
+                  qPrintable(link));
+        return false;
+    }
+    if (target->kind == CardMarkup::Target::Kind::Note)
+        m_store->openInObsidian(target->value);
+    else
+        m_store->openAddress(target->value.toUtf8());
+    return true;
+}
+
+bool BoardLanes::reorder(const QString &cardId, int step)
+{
+    const QUuid id = QUuid::fromString(cardId);
+    const Place place = find(id);
+    if (!m_store || m_readOnly || place.lane < 0 || (step != -1 && step != 1))
+        return false;
+    const QList<Card> &cards = m_lanes[place.lane]->cards();
+    const int to = place.row + step;
+    if (to < 0 || to >= cards.size())
+        return false;
+    // Up goes above the card above; down goes above the card two below, or to the end.
+    const int before = step < 0 ? to : to + 1;
+    const LaneKind kind = LaneKind::allCases()[place.lane];
+    m_store->today()->move(
+        id, kind, before < cards.size() ? std::optional<QUuid>(cards[before].id()) : std::nullopt);
+    return true;
+}
+
+bool BoardLanes::reorderSelected(int step)
+{
+    return reorder(selectedId(), step);
 }
 
 void BoardLanes::toggleSelected()

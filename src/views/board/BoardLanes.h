@@ -54,6 +54,10 @@ public:
     Q_INVOKABLE bool dropOnLane(const QString &payload, const QString &kind);
     Q_INVOKABLE bool dropOnCard(const QString &payload, const QString &cardId);
 
+    // Opens a link of a card's text: a note through Obsidian, a safe address with the desktop's
+    // opener. Anything else is refused, and false.
+    Q_INVOKABLE bool openLink(const QString &link) const;
+
     // The picture that follows the pointer while a card with this text is dragged.
     Q_INVOKABLE static QUrl dragImage(const QString &text);
 
@@ -71,6 +75,11 @@ public:
     Q_INVOKABLE bool selectEdge(const QString &kind, bool last);
     // Ticks the selected card off, or puts a done one back; it stays selected.
     Q_INVOKABLE void toggleSelected();
+    // Moves a card one place up (step -1) or down (+1) within its lane; false at the lane's
+    // edge, on a past day, or for a card that is not shown.
+    Q_INVOKABLE bool reorder(const QString &cardId, int step);
+    // The same for the selected card, which stays selected.
+    Q_INVOKABLE bool reorderSelected(int step);
 
     [[nodiscard]] bool cardsFocused() const { return m_cardsFocused; }
     void setCardsFocused(bool focused);

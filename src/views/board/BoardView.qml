@@ -4,8 +4,10 @@ import QtQuick
 import Tallowfern
 
 // The Board tab: the three lanes of the shown day side by side. With the keyboard, the arrow
-// keys move between cards, Return edits the selected one, Space ticks it and the menu key opens
-// its context menu.
+// keys move between cards, Ctrl+Up and Ctrl+Down move the selected one within its lane, Return
+// edits it, Space ticks it and the menu key opens its context menu. Ctrl+Z takes back the last
+// edit of today's board, Ctrl+Shift+Z (or Ctrl+Y) makes it again; a text field being edited
+// keeps those keys for its own text.
 FocusScope {
     id: board
 
@@ -33,6 +35,12 @@ FocusScope {
 
         Keys.onPressed: event => {
             const lanes = board.lanes;
+            if ((event.modifiers & Qt.ControlModifier)
+                    && (event.key === Qt.Key_Up || event.key === Qt.Key_Down)) {
+                lanes.reorderSelected(event.key === Qt.Key_Up ? -1 : 1);
+                event.accepted = true;
+                return;
+            }
             switch (event.key) {
             case Qt.Key_Up:
                 lanes.moveSelection(BoardLanes.Up);
@@ -102,6 +110,26 @@ FocusScope {
                 menu: menu
             }
         }
+    }
+
+    Shortcut {
+        sequences: ["Ctrl+Z"]
+        enabled: board.visible && !boardLanes.readOnly && board.store.canUndo
+        onActivated: board.store.undo()
+    }
+    Shortcut {
+        sequences: ["Ctrl+Shift+Z", "Ctrl+Y"]
+        enabled: board.visible && !boardLanes.readOnly && board.store.canRedo
+        onActivated: board.store.redo()
+    }
+
+    UndoToast {
+        objectName: "undoToast"
+        anchors.horizontalCenter: parent.horizontalCenter
+        anchors.bottom: parent.bottom
+        anchors.bottomMargin: 8
+        store: board.store
+        visible: board.store.undoOffer !== "" && !boardLanes.readOnly
     }
 
     CardMenu {

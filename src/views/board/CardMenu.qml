@@ -18,7 +18,7 @@ Item {
     function popup(cardId: string, lane: LaneModel, item: Item, x: real, y: real,
                    fromKeyboard: bool) {
         menu.cardId = cardId;
-        menu.entries = lane.menu();
+        menu.entries = lane.menu(cardId);
         menu.notch.menuOpen = true;
         menu.current = fromKeyboard ? menu.nextEntry(-1, 1) : -1;
         layer.visible = true;

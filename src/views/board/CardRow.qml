@@ -9,6 +9,10 @@ Item {
 
     required property string cardId
     required property string text
+    // The text as rich text when it has Markdown in it, and the lines written under it.
+    required property string markup
+    required property string detail
+    required property int detailLines
     required property int index
     required property LaneModel lane
     required property BoardLanes lanes
@@ -24,6 +28,9 @@ Item {
     readonly property bool selected: lanes.cardsFocused && lanes.selectedId === cardId
     // Editing began from the keyboard, so the keyboard goes back to the cards afterwards.
     property bool editFromKeyboard: false
+    // Long notes under a card show their first lines until the user asks for all.
+    readonly property bool longDetail: detailLines > 3
+    property bool detailExpanded: false
 
     // A drag came over the row, or left it.
     signal dragOverChanged(bool over)
@@ -42,6 +49,8 @@ Item {
 
     objectName: "card-" + text
     implicitHeight: Math.max(16, editing ? field.implicitHeight : label.implicitHeight) + 14
+                    + (detailText.visible ? detailText.height + 4 : 0)
+                    + (detailToggle.visible ? detailToggle.height : 0)
 
     Accessible.role: Accessible.ListItem
     Accessible.name: text + (done ? ", done" : "")
@@ -184,14 +193,63 @@ Item {
         // The advance button's room stays reserved, so that hovering never re-wraps the text.
         width: (row.lane.canAdvance ? advance.x - 8 : row.width - 8) - x
         visible: !row.editing
-        text: row.text
+        text: row.markup !== "" ? row.markup : row.text
         color: row.done ? Theme.secondary : Theme.text
         font.pixelSize: 12
         font.strikeout: row.done
         wrapMode: Text.Wrap
         maximumLineCount: 4
         elide: Text.ElideRight
-        textFormat: Text.PlainText
+        textFormat: row.markup !== "" ? Text.RichText : Text.PlainText
+        onLinkActivated: link => row.lanes.openLink(link)
+
+        HoverHandler {
+            cursorShape: label.hoveredLink !== "" ? Qt.PointingHandCursor : Qt.ArrowCursor
+        }
+    }
+
+    FontMetrics {
+        id: detailMetrics
+        font: detailText.font
+    }
+
+    // What was written under the card in Obsidian: sub-items and notes, dimmed.
+    Text {
+        id: detailText
+        objectName: "detail"
+        x: label.x
+        y: label.y + label.height + 4
+        width: label.width
+        height: row.longDetail && !row.detailExpanded
+                ? Math.min(implicitHeight, Math.ceil(detailMetrics.lineSpacing * 3))
+                : implicitHeight
+        clip: true
+        visible: !row.editing && row.detail !== ""
+        text: row.detail
+        textFormat: Text.RichText
+        color: Theme.secondary
+        font.pixelSize: 11
+        wrapMode: Text.Wrap
+        onLinkActivated: link => row.lanes.openLink(link)
+
+        HoverHandler {
+            cursorShape: detailText.hoveredLink !== "" ? Qt.PointingHandCursor : Qt.ArrowCursor
+        }
+    }
+
+    TextButton {
+        id: detailToggle
+        objectName: "detailToggle"
+        x: label.x - 10
+        y: detailText.y + detailText.height
+        visible: detailText.visible && row.longDetail
+        text: row.detailExpanded ? "Show less" : "Show " + (row.detailLines - 3) + " more"
+        color: Theme.accent
+        pixelSize: 10
+        Accessible.role: Accessible.Button
+        Accessible.name: row.detailExpanded ? "Show less of “" + row.text + "”"
+                                            : "Show all of “" + row.text + "”"
+        onClicked: row.detailExpanded = !row.detailExpanded
     }
 
     TextEdit {

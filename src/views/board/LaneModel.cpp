@@ -1,5 +1,7 @@
 #include "LaneModel.h"
 
+#include "CardMarkup.h"
+
 #include <QSet>
 
 #include <algorithm>
@@ -205,7 +207,8 @@ LaneModel::Handover LaneModel::setCards(const QList<Card> &cards, Reuse reuse)
         m_cards[row] = cards[row];
         const QModelIndex changed = index(int(row));
         if (contentChanged)
-            emit dataChanged(changed, changed, {IdRole, TextRole});
+            emit dataChanged(changed, changed,
+                             {IdRole, TextRole, MarkupRole, DetailRole, DetailLinesRole});
         else
             emit dataChanged(changed, changed, {IdRole});
     }
@@ -238,7 +241,7 @@ QString LaneModel::idAt(int row) const
     return m_cards[row].id().toString(QUuid::WithoutBraces);
 }
 
-QVariantList LaneModel::menu() const
+QVariantList LaneModel::menu(const QString &cardId) const
 {
     QVariantList entries;
     if (m_readOnly) {
@@ -252,6 +255,11 @@ QVariantList LaneModel::menu() const
                                    {u"action"_qs, u"move"_qs},
                                    {u"target"_qs, other.rawValue()}});
     }
+    const int row = cardId.isEmpty() ? -1 : indexOf(QUuid::fromString(cardId));
+    if (row > 0)
+        entries.append(QVariantMap{{u"text"_qs, u"Move Up"_qs}, {u"action"_qs, u"up"_qs}});
+    if (row >= 0 && row + 1 < count())
+        entries.append(QVariantMap{{u"text"_qs, u"Move Down"_qs}, {u"action"_qs, u"down"_qs}});
     entries.append(QVariantMap{{u"separator"_qs, true}});
     entries.append(QVariantMap{{u"text"_qs, u"Edit"_qs}, {u"action"_qs, u"edit"_qs}});
     entries.append(QVariantMap{{u"text"_qs, u"Delete"_qs}, {u"action"_qs, u"delete"_qs}});
@@ -274,6 +282,12 @@ QVariant LaneModel::data(const QModelIndex &index, int role) const
     case TextRole:
     case Qt::DisplayRole:
         return card.text();
+    case MarkupRole:
+        return CardMarkup::line(card.text()).value_or(QString());
+    case DetailRole:
+        return CardMarkup::detail(card.extraLines());
+    case DetailLinesRole:
+        return int(CardMarkup::detailLineCount(card.extraLines()));
     default:
         return {};
     }
@@ -281,5 +295,9 @@ QVariant LaneModel::data(const QModelIndex &index, int role) const
 
 QHash<int, QByteArray> LaneModel::roleNames() const
 {
-    return {{IdRole, "cardId"}, {TextRole, "text"}};
+    return {{IdRole, "cardId"},
+            {TextRole, "text"},
+            {MarkupRole, "markup"},
+            {DetailRole, "detail"},
+            {DetailLinesRole, "detailLines"}};
 }

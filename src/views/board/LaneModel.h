@@ -35,7 +35,9 @@ class LaneModel : public QAbstractListModel {
     Q_PROPERTY(int checkState READ checkState CONSTANT)
 
 public:
-    enum Role { IdRole = Qt::UserRole, TextRole };
+    // Markup: the first line as rich text, "" when it is plain. Detail: the lines under the
+    // card as rich text, "" when there are none; DetailLines: how many lines that shows.
+    enum Role { IdRole = Qt::UserRole, TextRole, MarkupRole, DetailRole, DetailLinesRole };
     Q_ENUM(Role)
 
     // Ids whose rows now belong to other ids: old id → new id.
@@ -75,8 +77,9 @@ public:
     Q_INVOKABLE QString idAt(int row) const;
 
     // The entries of a card's context menu, in order. Each is a map with "text" and "action"
-    // ("move", "edit", "delete", "copy"), "target" (a lane kind) for moves, or "separator".
-    Q_INVOKABLE QVariantList menu() const;
+    // ("move", "up", "down", "edit", "delete", "copy"), "target" (a lane kind) for moves, or
+    // "separator". "Move Up" and "Move Down" are there when the card has a neighbour that way.
+    Q_INVOKABLE QVariantList menu(const QString &cardId = {}) const;
 
     [[nodiscard]] int rowCount(const QModelIndex &parent = {}) const override;
     [[nodiscard]] QVariant data(const QModelIndex &index, int role) const override;

@@ -4,6 +4,7 @@ target_sources(tallowfern_views PRIVATE
     board/LaneModel.h board/LaneModel.cpp
     board/BoardLanes.h board/BoardLanes.cpp
     board/CardEditor.h board/CardEditor.cpp
+    board/CardMarkup.h board/CardMarkup.cpp
     board/CardPreviewProvider.h board/CardPreviewProvider.cpp
 )
 
@@ -15,4 +16,5 @@ qt_target_qml_sources(tallowfern_views QML_FILES
     board/CheckButton.qml
     board/AdvanceButton.qml
     board/CardMenu.qml
+    board/UndoToast.qml
 )

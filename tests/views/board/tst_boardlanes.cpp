@@ -4,6 +4,7 @@
 #include "support/StoreFixture.h"
 
 #include <QAbstractItemModelTester>
+#include <QRegularExpression>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -152,6 +153,63 @@ private slots:
         QCOMPARE(menuTexts(m_lanes->done()->menu()),
                  QStringList({u"Move to To do"_qs, u"Move to Doing"_qs, u"---"_qs, u"Edit"_qs,
                               u"Delete"_qs}));
+    }
+
+    // A card's links open only when safe: notes through Obsidian, web and mail addresses with
+    // the desktop's opener; nothing else reaches the opener.
+    void linksOpenOnlyWhenSafe()
+    {
+        start(boardText({u"x"_qs}, {}, {}));
+        QVERIFY(m_lanes->openLink(u"https://example.org/a?b=1"_qs));
+        QVERIFY(m_lanes->openLink(u"tallowfern-note:Work/My%20Plan"_qs));
+        for (const QString &refused :
+             {u"file:///etc/passwd"_qs, u"javascript:alert(1)"_qs,
+              u"/usr/share/applications/x.desktop"_qs, u"tallowfern-note:../../.bashrc"_qs}) {
+            QTest::ignoreMessage(
+                QtWarningMsg,
+                QRegularExpression(u"not safe to open: "_qs + QRegularExpression::escape(refused)));
+            QVERIFY(!m_lanes->openLink(refused));
+        }
+        QCOMPARE(m_launcher.opened,
+                 QByteArrayList({"https://example.org/a?b=1",
+                                 "obsidian://open?vault=vault&file=Work/My%20Plan"}));
+    }
+
+    // A card with a neighbour above or below can move that way within its lane.
+    void reorderingFromTheMenu_data()
+    {
+        QTest::addColumn<QString>("card");
+        QTest::addColumn<QStringList>("entries");
+        QTest::addColumn<QString>("action");
+        QTest::addColumn<QStringList>("after");
+        const QStringList moves{u"Move to Doing"_qs, u"Move to Done"_qs};
+        const QStringList rest{u"---"_qs, u"Edit"_qs, u"Delete"_qs};
+        QTest::newRow("first") << u"A"_qs << moves + QStringList{u"Move Down"_qs} + rest
+                               << u"down"_qs << QStringList{u"B"_qs, u"A"_qs, u"C"_qs};
+        QTest::newRow("middle up")
+            << u"B"_qs << moves + QStringList{u"Move Up"_qs, u"Move Down"_qs} + rest << u"up"_qs
+            << QStringList{u"B"_qs, u"A"_qs, u"C"_qs};
+        QTest::newRow("middle down")
+            << u"B"_qs << moves + QStringList{u"Move Up"_qs, u"Move Down"_qs} + rest << u"down"_qs
+            << QStringList{u"A"_qs, u"C"_qs, u"B"_qs};
+        QTest::newRow("last") << u"C"_qs << moves + QStringList{u"Move Up"_qs} + rest << u"up"_qs
+                              << QStringList{u"A"_qs, u"C"_qs, u"B"_qs};
+        QTest::newRow("last cannot go down")
+            << u"C"_qs << moves + QStringList{u"Move Up"_qs} + rest << u"down"_qs
+            << QStringList{u"A"_qs, u"B"_qs, u"C"_qs};
+    }
+    void reorderingFromTheMenu()
+    {
+        QFETCH(QString, card);
+        QFETCH(QStringList, entries);
+        QFETCH(QString, action);
+        QFETCH(QStringList, after);
+        start(boardText({u"A"_qs, u"B"_qs, u"C"_qs}, {}, {}));
+        const QString id = idOf(m_lanes->todo(), card);
+        QCOMPARE(menuTexts(m_lanes->todo()->menu(id)), entries);
+        m_lanes->perform(action, id);
+        QCOMPARE(texts(Board::parse(QString::fromUtf8(Scratch::read(today()))), LaneKind::Todo),
+                 after);
     }
 
     // An earlier day: nothing to add, tick, drag, drop or advance; only copying to today.

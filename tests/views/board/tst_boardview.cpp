@@ -400,8 +400,8 @@ private slots:
     {
         start(boardText({u"Write"_qs, u"Call"_qs}, {}, {}));
         click(in(card(u"Call"_qs), u"text"_qs), Qt::RightButton);
-        QCOMPARE(menuTexts(),
-                 QStringList({u"Move to Doing"_qs, u"Move to Done"_qs, u"Edit"_qs, u"Delete"_qs}));
+        QCOMPARE(menuTexts(), QStringList({u"Move to Doing"_qs, u"Move to Done"_qs, u"Move Up"_qs,
+                                           u"Edit"_qs, u"Delete"_qs}));
         click(menuEntry(u"Delete"_qs));
         QVERIFY(menuTexts().isEmpty());
         QVERIFY(!file().contains("Call"));
@@ -541,6 +541,137 @@ private slots:
         QTRY_VERIFY(card(u"A!"_qs) && card(u"A!"_qs)->property("selected").toBool());
         key(Qt::Key_Down);
         QVERIFY(input(u"done"_qs)->hasActiveFocus());
+    }
+
+    // A card shows its Markdown: emphasis and links in its line, the lines under it dimmed and,
+    // when long, folded. Its links open; editing shows and keeps the text as written.
+    void readableCards()
+    {
+        const QByteArray text = "---\n\nkanban-plugin: board\n\n---\n\n## To do\n\n"
+                                "- [ ] **Call** [[Sam]] now\n\t- one\n\t- two\n\t- three\n"
+                                "\t- four\n\t- five\n- [ ] plain <b>text</b>\n\n## Doing\n\n"
+                                "## Done\n\n**Complete**\n";
+        start(text);
+        const QString raw = u"**Call** [[Sam]] now"_qs;
+        QQuickItem *rich = card(raw);
+        QVERIFY(rich);
+        QQuickItem *label = in(rich, u"text"_qs);
+        QCOMPARE(label->property("textFormat").toInt(), int(Qt::RichText));
+        // Plain cards stay plain text, markup-like text and all.
+        QQuickItem *plainLabel = in(card(u"plain <b>text</b>"_qs), u"text"_qs);
+        QCOMPARE(plainLabel->property("textFormat").toInt(), int(Qt::PlainText));
+        QCOMPARE(plainLabel->property("text").toString(), u"plain <b>text</b>"_qs);
+
+        QQuickItem *detail = in(rich, u"detail"_qs);
+        QVERIFY(shown(detail));
+        QVERIFY(detail->property("text").toString().contains(u"• one"_qs));
+        // Five lines fold to three, with the way to see the rest.
+        QVERIFY2(detail->height() < detail->implicitHeight(),
+                 qPrintable(QString::number(detail->height())));
+        QQuickItem *toggle = in(rich, u"detailToggle"_qs);
+        QVERIFY(shown(toggle));
+        QCOMPARE(toggle->property("text").toString(), u"Show 2 more"_qs);
+        const qreal folded = rich->height();
+        click(toggle);
+        QTRY_COMPARE(detail->height(), detail->implicitHeight());
+        QVERIFY(rich->height() > folded);
+        QCOMPARE(toggle->property("text").toString(), u"Show less"_qs);
+
+        // The wiki link opens the note in Obsidian.
+        QPointF onLink;
+        for (qreal y = 2; y < label->height() && onLink.isNull(); y += 4) {
+            for (qreal x = 0; x < label->width() && onLink.isNull(); x += 2) {
+                QString link;
+                QMetaObject::invokeMethod(label, "linkAt", Q_RETURN_ARG(QString, link),
+                                          Q_ARG(qreal, x), Q_ARG(qreal, y));
+                if (link == u"tallowfern-note:Sam"_qs)
+                    onLink = QPointF(x + 1, y);
+            }
+        }
+        QVERIFY(!onLink.isNull());
+        QTest::mouseClick(m_view.get(), Qt::LeftButton, {}, label->mapToScene(onLink).toPoint());
+        QCOMPARE(m_launcher.opened, QByteArrayList{"obsidian://open?vault=vault&file=Sam"});
+
+        // Editing shows the text as written and a commit without changes writes nothing.
+        QTest::mouseDClick(m_view.get(), Qt::LeftButton, {},
+                           label->mapToScene(QPointF(label->width() - 4, 6)).toPoint());
+        QTRY_VERIFY(editing(raw));
+        QCOMPARE(in(card(raw), u"editField"_qs)->property("text").toString(), raw);
+        key(Qt::Key_Return);
+        QCOMPARE(file(), text);
+    }
+
+    // Ctrl+Up and Ctrl+Down move the selected card within its lane, and it stays selected; the
+    // menu does the same with "Move Up" and "Move Down".
+    void reorderWithinALane()
+    {
+        start(boardText({u"A"_qs, u"B"_qs, u"C"_qs}, {u"D"_qs}, {}));
+        click(input(u"todo"_qs));
+        key(Qt::Key_Up);
+        QVERIFY(card(u"C"_qs)->property("selected").toBool());
+        QTest::keyClick(m_view.get(), Qt::Key_Up, Qt::ControlModifier);
+        QVERIFY2(file().contains("## To do\n\n- [ ] A\n- [ ] C\n- [ ] B\n"), file().constData());
+        QTest::keyClick(m_view.get(), Qt::Key_Up, Qt::ControlModifier);
+        QVERIFY2(file().contains("## To do\n\n- [ ] C\n- [ ] A\n- [ ] B\n"), file().constData());
+        // At the top it stays; nothing is written.
+        const QByteArray top = file();
+        QTest::keyClick(m_view.get(), Qt::Key_Up, Qt::ControlModifier);
+        QCOMPARE(file(), top);
+        QTRY_VERIFY(card(u"C"_qs) && card(u"C"_qs)->property("selected").toBool());
+        QTest::keyClick(m_view.get(), Qt::Key_Down, Qt::ControlModifier);
+        QTest::keyClick(m_view.get(), Qt::Key_Down, Qt::ControlModifier);
+        QVERIFY2(file().contains("## To do\n\n- [ ] A\n- [ ] B\n- [ ] C\n"), file().constData());
+        QTest::qWait(settleMs);
+
+        click(in(card(u"B"_qs), u"text"_qs), Qt::RightButton);
+        QCOMPARE(menuTexts(), QStringList({u"Move to Doing"_qs, u"Move to Done"_qs, u"Move Up"_qs,
+                                           u"Move Down"_qs, u"Edit"_qs, u"Delete"_qs}));
+        click(menuEntry(u"Move Down"_qs));
+        QVERIFY2(file().contains("## To do\n\n- [ ] A\n- [ ] C\n- [ ] B\n"), file().constData());
+        QTest::qWait(settleMs);
+        click(in(card(u"D"_qs), u"text"_qs), Qt::RightButton);
+        QCOMPARE(menuTexts(),
+                 QStringList({u"Move to To do"_qs, u"Move to Done"_qs, u"Edit"_qs, u"Delete"_qs}));
+        key(Qt::Key_Escape);
+    }
+
+    // Ctrl+Z takes back board edits, Ctrl+Shift+Z makes them again; after a delete the panel
+    // offers "Undo" for a moment.
+    void undoOnTheBoard()
+    {
+        start(boardText({u"A"_qs, u"B"_qs}, {}, {}));
+        const QByteArray before = file();
+        click(in(card(u"B"_qs), u"text"_qs), Qt::RightButton);
+        click(menuEntry(u"Delete"_qs));
+        QVERIFY(!file().contains("B"));
+        QQuickItem *toast = findItem(root(), u"undoToast"_qs);
+        QVERIFY(shown(toast));
+        QCOMPARE(in(toast, u"undoOfferText"_qs)->property("text").toString(), u"Deleted “B”"_qs);
+        click(in(toast, u"undoDelete"_qs));
+        QCOMPARE(file(), before);
+        QVERIFY(!shown(toast));
+        QTRY_VERIFY(card(u"B"_qs));
+
+        // From the keyboard, with the cards focused.
+        click(input(u"todo"_qs));
+        key(Qt::Key_Up);
+        key(Qt::Key_Space);
+        QVERIFY(file().contains("- [x] B\n"));
+        QTest::keyClick(m_view.get(), Qt::Key_Z, Qt::ControlModifier);
+        QCOMPARE(file(), before);
+        QTest::keyClick(m_view.get(), Qt::Key_Z, Qt::ControlModifier | Qt::ShiftModifier);
+        QVERIFY(file().contains("- [x] B\n"));
+        QTest::keyClick(m_view.get(), Qt::Key_Z, Qt::ControlModifier);
+        QCOMPARE(file(), before);
+        QTest::keyClick(m_view.get(), Qt::Key_Y, Qt::ControlModifier);
+        QVERIFY(file().contains("- [x] B\n"));
+
+        // A field being typed in keeps Ctrl+Z for its own text.
+        click(input(u"todo"_qs));
+        type(u"xy"_qs);
+        QTest::keyClick(m_view.get(), Qt::Key_Z, Qt::ControlModifier);
+        QCOMPARE(input(u"todo"_qs)->property("text").toString(), QString());
+        QVERIFY(file().contains("- [x] B\n"));
     }
 
     // Select all, copy, cut, paste, undo and redo work in the add field and the edit field.
