@@ -37,6 +37,7 @@ Rectangle {
     TextInput {
         id: input
         objectName: "addInput"
+        activeFocusOnTab: true
         x: plus.x + plus.width + 7
         anchors.verticalCenter: parent.verticalCenter
         width: field.width - x - 8

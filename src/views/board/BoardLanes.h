@@ -85,7 +85,12 @@ public:
     void setCardsFocused(bool focused);
     // Requests between the views, which know each other only through this object: the row of
     // a card starts editing or opens its menu; the board gives the cards the keyboard.
-    Q_INVOKABLE void requestEdit(const QString &cardId) { emit editRequested(cardId); }
+    // From the keyboard, the keyboard goes back to the cards when the edit ends; from the
+    // pointer (the menu's Edit clicked) it does not, and no card shows as selected.
+    Q_INVOKABLE void requestEdit(const QString &cardId, bool fromKeyboard = true)
+    {
+        emit editRequested(cardId, fromKeyboard);
+    }
     Q_INVOKABLE void requestMenu(const QString &cardId) { emit menuRequested(cardId); }
     Q_INVOKABLE void requestCardFocus() { emit cardFocusRequested(); }
 
@@ -94,7 +99,7 @@ signals:
     void readOnlyChanged();
     void selectedChanged();
     void cardsFocusedChanged();
-    void editRequested(const QString &cardId);
+    void editRequested(const QString &cardId, bool fromKeyboard);
     void menuRequested(const QString &cardId);
     void cardFocusRequested();
 

@@ -14,11 +14,14 @@ Item {
     property string cardId: ""
     property var entries: []
     property int current: -1
+    // Opened with the menu key rather than the pointer.
+    property bool openedFromKeyboard: false
 
     function popup(cardId: string, lane: LaneModel, item: Item, x: real, y: real,
                    fromKeyboard: bool) {
         menu.cardId = cardId;
         menu.entries = lane.menu(cardId);
+        menu.openedFromKeyboard = fromKeyboard;
         menu.notch.menuOpen = true;
         menu.current = fromKeyboard ? menu.nextEntry(-1, 1) : -1;
         layer.visible = true;
@@ -55,11 +58,12 @@ Item {
     function activate(index: int) {
         const entry = menu.entries[index];
         const cardId = menu.cardId;
+        const fromKeyboard = menu.openedFromKeyboard;
         menu.close();
         if (!entry || entry.separator)
             return;
         if (entry.action === "edit")
-            menu.lanes.requestEdit(cardId);
+            menu.lanes.requestEdit(cardId, fromKeyboard);
         else
             menu.lanes.perform(entry.action, cardId, entry.target || "");
     }

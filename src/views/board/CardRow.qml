@@ -77,9 +77,9 @@ Item {
         target: row.lanes
 
         // A row on its way out of a lane the card has left still has the card's id.
-        function onEditRequested(cardId: string) {
+        function onEditRequested(cardId: string, fromKeyboard: bool) {
             if (cardId === row.cardId && row.lane.indexOf(cardId) >= 0)
-                row.startEditing(true);
+                row.startEditing(fromKeyboard);
         }
         function onMenuRequested(cardId: string) {
             if (cardId === row.cardId && row.lane.indexOf(cardId) >= 0)
@@ -255,6 +255,8 @@ Item {
     TextEdit {
         id: field
         objectName: "editField"
+        // Reached by editing, not by Tab.
+        activeFocusOnTab: false
         x: label.x
         y: 7
         width: row.width - 8 - x

@@ -2,7 +2,8 @@ import QtQuick
 import Tallowfern
 
 // A small plain button showing an icon, and a label after it when `text` is set. Under the pointer
-// its background lights up and the icon turns from secondary to primary.
+// its background lights up and the icon turns from secondary to primary. Tab reaches it, Space
+// and Return press it, and a ring shows while it has the keyboard.
 Item {
     id: button
 
@@ -19,12 +20,35 @@ Item {
     implicitWidth: text === "" ? 26 : row.implicitWidth + 16
     implicitHeight: 26
     opacity: enabled ? 1 : 0.35
+    activeFocusOnTab: visible && enabled
+
+    Accessible.role: Accessible.Button
+    Accessible.name: button.toolTip !== "" ? button.toolTip : button.text
+    Accessible.focusable: true
+    Accessible.onPressAction: button.clicked()
+
+    Keys.onPressed: event => {
+        if (event.key !== Qt.Key_Space && event.key !== Qt.Key_Return && event.key !== Qt.Key_Enter)
+            return;
+        event.accepted = true;
+        button.clicked();
+    }
 
     Rectangle {
         anchors.fill: parent
         radius: 7
         color: Theme.surfaceHover
         visible: button.hovered
+    }
+
+    Rectangle {
+        objectName: "focusRing"
+        anchors.fill: parent
+        radius: 7
+        color: "transparent"
+        border.color: Theme.accent
+        border.width: 1.5
+        visible: button.activeFocus
     }
 
     Row {

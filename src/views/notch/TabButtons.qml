@@ -41,11 +41,16 @@ Item {
         id: row
         spacing: 2
 
+        Accessible.role: Accessible.PageTabList
+        Accessible.name: "Tabs"
+
         TextButton {
             id: boardButton
             objectName: "tabBoard"
             text: "Board"
             color: tabs.model.tab === NotchModel.Board ? Theme.text : Theme.secondary
+            Accessible.role: Accessible.PageTab
+            Accessible.selected: tabs.model.tab === NotchModel.Board
             onClicked: tabs.model.tab = NotchModel.Board
         }
         TextButton {
@@ -53,6 +58,8 @@ Item {
             objectName: "tabNotes"
             text: "Notes"
             color: tabs.model.tab === NotchModel.Notes ? Theme.text : Theme.secondary
+            Accessible.role: Accessible.PageTab
+            Accessible.selected: tabs.model.tab === NotchModel.Notes
             onClicked: tabs.model.tab = NotchModel.Notes
         }
     }

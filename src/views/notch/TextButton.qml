@@ -1,7 +1,8 @@
 import QtQuick
 import Tallowfern
 
-// A plain button with a text title; `filled` gives it a capsule behind the title.
+// A plain button with a text title; `filled` gives it a capsule behind the title. Tab reaches
+// it, Space and Return press it, and a ring shows while it has the keyboard.
 Item {
     id: button
 
@@ -16,12 +17,35 @@ Item {
 
     implicitWidth: label.implicitWidth + 20
     implicitHeight: label.implicitHeight + 10
+    activeFocusOnTab: visible && enabled
+
+    Accessible.role: Accessible.Button
+    Accessible.name: button.text
+    Accessible.focusable: true
+    Accessible.onPressAction: button.clicked()
+
+    Keys.onPressed: event => {
+        if (event.key !== Qt.Key_Space && event.key !== Qt.Key_Return && event.key !== Qt.Key_Enter)
+            return;
+        event.accepted = true;
+        button.clicked();
+    }
 
     Rectangle {
         anchors.fill: parent
         radius: height / 2
         color: button.hovered ? Theme.surfaceHover : Theme.surface
         visible: button.filled || button.hovered
+    }
+
+    Rectangle {
+        objectName: "focusRing"
+        anchors.fill: parent
+        radius: height / 2
+        color: "transparent"
+        border.color: Theme.accent
+        border.width: 1.5
+        visible: button.activeFocus
     }
 
     Text {

@@ -420,6 +420,9 @@ private slots:
         QTRY_VERIFY(editing(u"Write"_qs));
         key(Qt::Key_Return);
         QVERIFY(!m_model->isEditing());
+        // Edit chosen with the pointer leaves no card selected once the edit ends.
+        QVERIFY(!findItem(root(), u"cardKeys"_qs)->hasActiveFocus());
+        QVERIFY(!card(u"Write"_qs)->property("selected").toBool());
 
         // A click outside only closes it.
         click(in(card(u"Write"_qs), u"text"_qs), Qt::RightButton);
@@ -599,6 +602,44 @@ private slots:
         QCOMPARE(in(card(raw), u"editField"_qs)->property("text").toString(), raw);
         key(Qt::Key_Return);
         QCOMPARE(file(), text);
+    }
+
+    // Tab goes from the cards to each lane's add field in turn, empty lanes' included, and
+    // Shift+Tab back; a button reached by Tab shows a ring and Space presses it.
+    void tabOrder()
+    {
+        start(boardText({u"A"_qs}, {}, {}));
+        QQuickItem *cards = findItem(root(), u"cardKeys"_qs);
+        click(input(u"todo"_qs));
+        QVERIFY(input(u"todo"_qs)->hasActiveFocus());
+        key(Qt::Key_Tab);
+        QVERIFY(input(u"doing"_qs)->hasActiveFocus());
+        key(Qt::Key_Tab);
+        QVERIFY(input(u"done"_qs)->hasActiveFocus());
+        key(Qt::Key_Tab);
+        QVERIFY(cards->hasActiveFocus());
+        QVERIFY(card(u"A"_qs)->property("selected").toBool());
+        key(Qt::Key_Tab);
+        QVERIFY(input(u"todo"_qs)->hasActiveFocus());
+        QTest::keyClick(m_view.get(), Qt::Key_Backtab, Qt::ShiftModifier);
+        QVERIFY(cards->hasActiveFocus());
+
+        // After a delete, the offer to undo it is reached by Tab too.
+        key(Qt::Key_Menu);
+        QTRY_VERIFY(!menuTexts().isEmpty());
+        QCOMPARE(menuTexts().last(), u"Delete"_qs);
+        for (int i = 0; i < 3; ++i)
+            key(Qt::Key_Down);
+        key(Qt::Key_Return);
+        QVERIFY(!file().contains("- [ ] A"));
+        QQuickItem *undo = findItem(root(), u"undoDelete"_qs);
+        QVERIFY(shown(undo));
+        for (int i = 0; i < 6 && !undo->hasActiveFocus(); ++i)
+            key(Qt::Key_Tab);
+        QVERIFY(undo->hasActiveFocus());
+        QVERIFY(shown(findItem(undo, u"focusRing"_qs)));
+        key(Qt::Key_Space);
+        QVERIFY(file().contains("- [ ] A"));
     }
 
     // Ctrl+Up and Ctrl+Down move the selected card within its lane, and it stays selected; the
