@@ -284,6 +284,37 @@ private slots:
         QVERIFY(!item("previousDay")->isEnabled());
     }
 
+    // Tab goes through the header in reading order (the day, the tabs, the buttons) and on into
+    // the board; a disabled day arrow is skipped. Return presses what has the keyboard.
+    void headerByKeyboard()
+    {
+        writeBoard(u"2025-03-05"_qs, 1, 0, 0);
+        writeBoard(u"2025-03-07"_qs, 1, 0, 0);
+        start();
+        activateView();
+        open();
+        QTRY_VERIFY(item("cardKeys"));
+        QStringList order;
+        for (int i = 0; i < 12; ++i) {
+            QTest::keyClick(m_view.get(), Qt::Key_Tab);
+            QQuickItem *focused = m_view->activeFocusItem();
+            QVERIFY(focused);
+            order.append(focused->objectName());
+            if (focused->objectName() == u"cardKeys")
+                break;
+        }
+        QCOMPARE(order,
+                 QStringList({u"previousDay"_qs, u"dayLabel"_qs, u"tabBoard"_qs, u"tabNotes"_qs,
+                              u"openInObsidian"_qs, u"settings"_qs, u"pin"_qs, u"cardKeys"_qs}));
+        // Back to the tab button, which Space presses.
+        for (int i = 0; i < 4; ++i)
+            QTest::keyClick(m_view.get(), Qt::Key_Backtab, Qt::ShiftModifier);
+        QCOMPARE(m_view->activeFocusItem()->objectName(), u"tabNotes"_qs);
+        QVERIFY(shown(QuickItems::findItem(item("tabNotes"), u"focusRing"_qs)));
+        QTest::keyClick(m_view.get(), Qt::Key_Space);
+        QCOMPARE(m_model->tab(), NotchModel::Tab::Notes);
+    }
+
     void pinToggles()
     {
         start();

@@ -41,14 +41,10 @@ Item {
         visible: button.hovered
     }
 
-    Rectangle {
+    FocusRing {
         objectName: "focusRing"
-        anchors.fill: parent
-        radius: 7
-        color: "transparent"
-        border.color: Theme.accent
-        border.width: 1.5
-        visible: button.activeFocus
+        control: button
+        radius: 9
     }
 
     Row {

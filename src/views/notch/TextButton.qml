@@ -38,14 +38,9 @@ Item {
         visible: button.filled || button.hovered
     }
 
-    Rectangle {
+    FocusRing {
         objectName: "focusRing"
-        anchors.fill: parent
-        radius: height / 2
-        color: "transparent"
-        border.color: Theme.accent
-        border.width: 1.5
-        visible: button.activeFocus
+        control: button
     }
 
     Text {

@@ -157,6 +157,7 @@ FocusScope {
         TextInput {
             id: search
             objectName: "search"
+            activeFocusOnTab: true
             anchors.left: glass.right
             anchors.leftMargin: 8
             anchors.right: parent.right

@@ -59,6 +59,16 @@ Item {
                     Accessible.checkable: true
                     Accessible.checked: segment.selected
                     Accessible.onPressAction: setting.chosen(segment.index)
+                    Accessible.focusable: true
+                    activeFocusOnTab: visible
+
+                    Keys.onPressed: event => {
+                        if (event.key !== Qt.Key_Space && event.key !== Qt.Key_Return
+                                && event.key !== Qt.Key_Enter)
+                            return;
+                        event.accepted = true;
+                        setting.chosen(segment.index);
+                    }
 
                     Rectangle {
                         anchors.fill: parent
@@ -79,6 +89,11 @@ Item {
                     }
                     TapHandler {
                         onTapped: setting.chosen(segment.index)
+                    }
+
+                    FocusRing {
+                        objectName: "focusRing"
+                        control: segment
                     }
                 }
             }

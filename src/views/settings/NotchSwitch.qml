@@ -22,6 +22,15 @@ Item {
     Accessible.checked: checked
     Accessible.onPressAction: toggle.toggled()
     Accessible.onToggleAction: toggle.toggled()
+    Accessible.focusable: true
+    activeFocusOnTab: visible && enabled
+
+    Keys.onPressed: event => {
+        if (event.key !== Qt.Key_Space && event.key !== Qt.Key_Return && event.key !== Qt.Key_Enter)
+            return;
+        event.accepted = true;
+        toggle.toggled();
+    }
 
     Rectangle {
         id: track
@@ -67,5 +76,10 @@ Item {
     }
     TapHandler {
         onTapped: toggle.toggled()
+    }
+
+    FocusRing {
+        objectName: "focusRing"
+        control: toggle
     }
 }

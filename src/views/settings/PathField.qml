@@ -41,6 +41,7 @@ Rectangle {
     TextInput {
         id: input
         objectName: "pathInput"
+        activeFocusOnTab: input.visible
         x: 8
         width: field.width - 16
         anchors.verticalCenter: parent.verticalCenter

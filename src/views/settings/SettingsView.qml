@@ -22,6 +22,26 @@ FocusScope {
 
     Component.onCompleted: controller.appeared()
 
+    // Whatever Tab reaches is scrolled into sight.
+    readonly property Item keyboardItem: Window.activeFocusItem
+    onKeyboardItemChanged: {
+        const item = view.keyboardItem;
+        if (!item || !flick.interactive)
+            return;
+        for (let up = item.parent; up; up = up.parent) {
+            if (up === flick.contentItem) {
+                const top = item.mapToItem(flick.contentItem, 0, 0).y - 8;
+                const bottom = top + item.height + 16;
+                if (top < flick.contentY)
+                    flick.contentY = Math.max(0, top);
+                else if (bottom > flick.contentY + flick.height)
+                    flick.contentY = Math.min(flick.contentHeight - flick.height,
+                                              bottom - flick.height);
+                return;
+            }
+        }
+    }
+
     // A click beside the fields takes the keyboard from them, which applies what was typed. The
     // view itself would hand it straight back to the field, as a focus scope does.
     MouseArea {

@@ -53,6 +53,17 @@ Item {
             Accessible.name: row.title + ": " + capsule.shown
             Accessible.description: tip.text
             Accessible.onPressAction: row.toggle()
+            Accessible.focusable: true
+            activeFocusOnTab: visible
+
+            // Space and Return start recording; while it records, the recorder has the keys.
+            Keys.onPressed: event => {
+                if (row.recording || (event.key !== Qt.Key_Space && event.key !== Qt.Key_Return
+                                      && event.key !== Qt.Key_Enter))
+                    return;
+                event.accepted = true;
+                row.toggle();
+            }
 
             Rectangle {
                 anchors.fill: parent
@@ -80,6 +91,11 @@ Item {
                 target: capsule
                 text: row.recording ? "Press a key with Ctrl, Alt or Super. Esc cancels." : "Click to change"
                 hovered: hover.hovered
+            }
+
+            FocusRing {
+                objectName: "focusRing"
+                control: capsule
             }
         }
         IconButton {

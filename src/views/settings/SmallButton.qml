@@ -16,6 +16,15 @@ Item {
     Accessible.role: Accessible.Button
     Accessible.name: title
     Accessible.onPressAction: button.clicked()
+    Accessible.focusable: true
+    activeFocusOnTab: visible && enabled
+
+    Keys.onPressed: event => {
+        if (event.key !== Qt.Key_Space && event.key !== Qt.Key_Return && event.key !== Qt.Key_Enter)
+            return;
+        event.accepted = true;
+        button.clicked();
+    }
 
     Rectangle {
         anchors.fill: parent
@@ -36,5 +45,10 @@ Item {
     }
     TapHandler {
         onTapped: button.clicked()
+    }
+
+    FocusRing {
+        objectName: "focusRing"
+        control: button
     }
 }

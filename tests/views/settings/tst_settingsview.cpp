@@ -442,6 +442,61 @@ private slots:
         QVERIFY(!again.property(property).toBool());
     }
 
+    // Tab reaches every control, scrolled into sight with a ring around it; Space and Return
+    // work switches, choices, buttons and the shortcut capsules.
+    void everyControlByKeyboard()
+    {
+        startLater();
+        QQuickItem *flick = item(u"flick"_qs);
+        QList<QQuickItem *> reached;
+        for (int i = 0; i < 80; ++i) {
+            key(Qt::Key_Tab);
+            QQuickItem *focused = m_view->activeFocusItem();
+            QVERIFY(focused);
+            if (!reached.isEmpty() && focused == reached.first())
+                break;
+            reached.append(focused);
+            // In sight, inside the tab.
+            const QRectF box = focused->mapRectToItem(flick, focused->boundingRect());
+            QVERIFY2(box.top() >= -1 && box.bottom() <= flick->height() + 1,
+                     qPrintable(focused->objectName() + u" is out of sight at "_qs +
+                                QString::number(box.top())));
+            if (QQuickItem *ring = findItem(focused, u"focusRing"_qs))
+                QVERIFY2(shown(ring), qPrintable(focused->objectName()));
+        }
+        const auto reaches = [&](QQuickItem *target) { return reached.contains(target); };
+        for (const QString &row : {u"vaultRow"_qs, u"boardsRow"_qs, u"notesRow"_qs}) {
+            QVERIFY2(reaches(in(row, u"changeButton"_qs)), qPrintable(row));
+            QVERIFY2(reaches(in(row, u"revealButton"_qs)), qPrintable(row));
+        }
+        for (const QString &row :
+             {u"carryOverRow"_qs, u"morningBannerRow"_qs, u"launchAtLoginRow"_qs, u"swipeRow"_qs})
+            QVERIFY2(reaches(in(row, u"switch"_qs)), qPrintable(row));
+        for (const QString &row : {u"openShortcutRow"_qs, u"switchTabShortcutRow"_qs}) {
+            QVERIFY2(reaches(in(row, u"shortcutButton"_qs)), qPrintable(row));
+            QVERIFY2(reaches(in(row, u"resetButton"_qs)), qPrintable(row));
+        }
+        for (const QString &choice : {u"choice0"_qs, u"choice1"_qs, u"choice2"_qs})
+            QVERIFY(reaches(in(u"notchPositionRow"_qs, choice)));
+
+        const auto focusOn = [&](QQuickItem *target) {
+            for (int i = 0; i < 80 && m_view->activeFocusItem() != target; ++i)
+                key(Qt::Key_Tab);
+            return m_view->activeFocusItem() == target;
+        };
+        QVERIFY(focusOn(in(u"carryOverRow"_qs, u"switch"_qs)));
+        key(Qt::Key_Space);
+        QVERIFY(!m_store->carryOver());
+        key(Qt::Key_Return);
+        QVERIFY(m_store->carryOver());
+        QVERIFY(focusOn(in(u"notchPositionRow"_qs, u"choice2"_qs)));
+        key(Qt::Key_Space);
+        QCOMPARE(m_store->notchPosition(), BoardStore::NotchPosition::Right);
+        QVERIFY(focusOn(in(u"openShortcutRow"_qs, u"shortcutButton"_qs)));
+        key(Qt::Key_Return);
+        QCOMPARE(text(in(u"openShortcutRow"_qs, u"shortcutLabel"_qs)), u"Press keys…"_qs);
+    }
+
     void launchAtLogin()
     {
         start();
