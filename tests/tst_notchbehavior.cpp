@@ -453,39 +453,53 @@ private slots:
                  QByteArray("typed just now\n"));
     }
 
+    // Phased gestures, as Wayland compositors report touchpads; the recognizer's own cases are
+    // in tst_swiperecognizer.
+    static SwipeRecognizer::Sample phased(QPoint pixels, Qt::ScrollPhase phase, qint64 time,
+                                          bool inverted = false)
+    {
+        SwipeRecognizer::Sample sample;
+        sample.time = time;
+        sample.device = SwipeRecognizer::Device::TouchPad;
+        sample.pixelDelta = pixels;
+        sample.angleDelta = pixels * 8;
+        sample.phase = phase;
+        sample.inverted = inverted;
+        return sample;
+    }
+
     void swipes()
     {
         m_behavior->open(true);
         QCOMPARE(m_model->tab(), NotchModel::Tab::Board);
-        m_behavior->scrolled({25, 0}, Qt::ScrollBegin, false);
-        m_behavior->scrolled({25, 2}, Qt::ScrollUpdate, false);
+        m_behavior->scrolled(phased({25, 0}, Qt::ScrollBegin, 0));
+        m_behavior->scrolled(phased({25, 2}, Qt::ScrollUpdate, 10));
         QCOMPARE(m_model->tab(), NotchModel::Tab::Board);
-        m_behavior->scrolled({25, 0}, Qt::ScrollUpdate, false);
+        m_behavior->scrolled(phased({25, 0}, Qt::ScrollUpdate, 20));
         QCOMPARE(m_model->tab(), NotchModel::Tab::Notes);
         // Once per gesture.
-        m_behavior->scrolled({-200, 0}, Qt::ScrollUpdate, false);
+        m_behavior->scrolled(phased({-200, 0}, Qt::ScrollUpdate, 30));
         QCOMPARE(m_model->tab(), NotchModel::Tab::Notes);
-        m_behavior->scrolled({0, 0}, Qt::ScrollEnd, false);
+        m_behavior->scrolled(phased({0, 0}, Qt::ScrollEnd, 40));
         // Natural scrolling reverses the sense.
-        m_behavior->scrolled({70, 0}, Qt::ScrollBegin, true);
+        m_behavior->scrolled(phased({70, 0}, Qt::ScrollBegin, 500, true));
         QCOMPARE(m_model->tab(), NotchModel::Tab::Board);
     }
 
     void swipesThatDoNothing()
     {
         m_behavior->open(true);
-        m_behavior->scrolled({30, 25}, Qt::ScrollBegin, false); // diagonal
-        m_behavior->scrolled({30, 40}, Qt::ScrollUpdate, false);
-        m_behavior->scrolled({0, 0}, Qt::ScrollEnd, false);
-        m_behavior->scrolled({}, Qt::NoScrollPhase, false); // a wheel: no pixel deltas
-        m_behavior->scrolled({100, 0}, Qt::ScrollMomentum, false);
+        m_behavior->scrolled(phased({30, 25}, Qt::ScrollBegin, 0)); // diagonal
+        m_behavior->scrolled(phased({30, 40}, Qt::ScrollUpdate, 10));
+        m_behavior->scrolled(phased({0, 0}, Qt::ScrollEnd, 20));
+        m_behavior->scrolled(phased({100, 0}, Qt::ScrollMomentum, 30));
         QCOMPARE(m_model->tab(), NotchModel::Tab::Board);
         m_store->setSwipeToSwitch(false);
-        m_behavior->scrolled({100, 0}, Qt::ScrollBegin, false);
+        m_behavior->scrolled(phased({100, 0}, Qt::ScrollBegin, 500));
         QCOMPARE(m_model->tab(), NotchModel::Tab::Board);
         m_store->setSwipeToSwitch(true);
         m_behavior->close();
-        m_behavior->scrolled({100, 0}, Qt::ScrollBegin, false);
+        m_behavior->scrolled(phased({100, 0}, Qt::ScrollBegin, 1000));
         QCOMPARE(m_model->tab(), NotchModel::Tab::Board);
     }
 

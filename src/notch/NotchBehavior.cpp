@@ -247,25 +247,14 @@ void NotchBehavior::keyboardTakenAway()
         close();
 }
 
-void NotchBehavior::scrolled(QPointF pixelDelta, Qt::ScrollPhase phase, bool inverted)
+void NotchBehavior::scrolled(const SwipeRecognizer::Sample &sample)
 {
-    // Only trackpad gestures switch: a wheel has no pixel deltas, momentum is not a gesture.
-    if (!m_model->isOpen() || !m_store || !m_store->swipeToSwitch() || pixelDelta.isNull() ||
-        phase == Qt::ScrollMomentum)
+    if (!m_model->isOpen() || !m_store || !m_store->swipeToSwitch()) {
+        m_swipe.reset();
         return;
-    if (phase == Qt::ScrollBegin) {
-        m_swipeDistance = 0;
-        m_swipeFired = false;
     }
-    if ((phase != Qt::ScrollBegin && phase != Qt::ScrollUpdate) || m_swipeFired)
-        return;
-    if (std::abs(pixelDelta.y()) * 1.5 >= std::abs(pixelDelta.x()))
-        return; // not clearly horizontal
-    m_swipeDistance += inverted ? pixelDelta.x() : -pixelDelta.x();
-    if (std::abs(m_swipeDistance) > swipeThreshold) {
-        m_swipeFired = true;
-        switchTab(m_swipeDistance < 0);
-    }
+    if (const auto swipe = m_swipe.feed(sample))
+        switchTab(*swipe > 0);
 }
 
 bool NotchBehavior::keyPressed(const QKeyEvent &event)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "notch/NotchModel.h"
+#include "notch/SwipeRecognizer.h"
 
 #include <QObject>
 #include <QPointF>
@@ -25,7 +26,6 @@ public:
     static constexpr qreal shadowPad = 40;
     static constexpr qreal sensorMargin = 12;
     static constexpr qreal pointerSlack = 12;
-    static constexpr qreal swipeThreshold = 60;
 
     struct Geometry {
         QSizeF notchSize;
@@ -66,9 +66,8 @@ public:
     // The keyboard went to another window while the panel had it: on desktops that report no
     // clicks outside, that is what such a click looks like.
     void keyboardTakenAway();
-    // A scroll over the open panel: pixel deltas (none for a plain wheel), its phase and whether
-    // the device reports natural scrolling.
-    void scrolled(QPointF pixelDelta, Qt::ScrollPhase phase, bool inverted);
+    // A scroll over the open panel; a horizontal swipe on a touchpad switches tabs.
+    void scrolled(const SwipeRecognizer::Sample &sample);
     // Keys that reach the open panel; true when the key was used here.
     bool keyPressed(const QKeyEvent &event);
 
@@ -86,6 +85,5 @@ private:
     // Closed while the pointer was on the notch: hovering must not reopen it until it has left.
     bool m_waitForExit = false;
     bool m_exitWatch = false;
-    qreal m_swipeDistance = 0;
-    bool m_swipeFired = false;
+    SwipeRecognizer m_swipe;
 };

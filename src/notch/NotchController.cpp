@@ -14,6 +14,7 @@
 #include <QGuiApplication>
 #include <QKeyEvent>
 #include <QMouseEvent>
+#include <QPointingDevice>
 #include <QQmlEngine>
 #include <QQmlProperty>
 #include <QQuickItem>
@@ -381,7 +382,19 @@ bool NotchController::eventFilter(QObject *watched, QEvent *event)
         break;
     case QEvent::Wheel: {
         const auto *wheel = static_cast<QWheelEvent *>(event);
-        m_behavior->scrolled(wheel->pixelDelta(), wheel->phase(), wheel->inverted());
+        SwipeRecognizer::Sample sample;
+        sample.time = qint64(wheel->timestamp());
+        const QPointingDevice *device = wheel->pointingDevice();
+        const auto type = device ? device->type() : QInputDevice::DeviceType::Unknown;
+        sample.device = type == QInputDevice::DeviceType::TouchPad
+                            ? SwipeRecognizer::Device::TouchPad
+                        : type == QInputDevice::DeviceType::Mouse ? SwipeRecognizer::Device::Mouse
+                                                                  : SwipeRecognizer::Device::Other;
+        sample.angleDelta = wheel->angleDelta();
+        sample.pixelDelta = wheel->pixelDelta();
+        sample.phase = wheel->phase();
+        sample.inverted = wheel->inverted();
+        m_behavior->scrolled(sample);
         break;
     }
     case QEvent::MouseButtonPress:

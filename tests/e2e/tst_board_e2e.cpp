@@ -324,16 +324,25 @@ private slots:
         const QPoint card = cardPoint(ToDo, 1);
         CHECKED(click(card, 3));
         // The menu opens at the pointer, below it when there is room.
-        const QRect menuArea = QRect(card - QPoint(20, 10), QSize(260, 150)) & boardArea();
+        const QRect menuArea = QRect(card - QPoint(20, 10), QSize(260, 200)) & boardArea();
         CHECKED(ScreenText::settle(*m_x, menuArea));
         QRect deleteBox;
-        for (const QString &entry : {u"Move to Doing"_qs, u"Move to Done"_qs, u"Edit"_qs}) {
+        for (const QString &entry : {u"Move to Doing"_qs, u"Move to Done"_qs, u"Move Up"_qs,
+                                     u"Move Down"_qs, u"Edit"_qs}) {
             CHECKED(expectText(menuArea, entry, u"the card's menu"_qs));
         }
         CHECKED(expectText(menuArea, u"Delete"_qs, u"the card's menu"_qs, &deleteBox));
         CHECKED(click(deleteBox.center()));
         CHECKED(expectToday(openCards({u"Buy fresh bread"_qs, u"Water the garden"_qs}), {},
                             doneCards({}), u"deleting the middle card"_qs));
+        // Ctrl+Z brings it back where it was, in the file.
+        CHECKED(key(u"ctrl+z"_qs));
+        CHECKED(expectToday(
+            openCards({u"Buy fresh bread"_qs, u"Call the plumber"_qs, u"Water the garden"_qs}), {},
+            doneCards({}), u"undoing the delete"_qs));
+        CHECKED(key(u"ctrl+shift+z"_qs));
+        CHECKED(expectToday(openCards({u"Buy fresh bread"_qs, u"Water the garden"_qs}), {},
+                            doneCards({}), u"redoing the delete"_qs));
     }
 
     // The card's menu is modal: Escape takes only the menu away; the next Escape the panel.
@@ -343,7 +352,7 @@ private slots:
         CHECKED(openPinned());
         const QPoint card = cardPoint(ToDo, 0);
         CHECKED(click(card, 3));
-        const QRect menuArea = QRect(card - QPoint(20, 10), QSize(260, 150)) & boardArea();
+        const QRect menuArea = QRect(card - QPoint(20, 10), QSize(260, 200)) & boardArea();
         CHECKED(ScreenText::settle(*m_x, menuArea));
         CHECKED(expectText(menuArea, u"Delete"_qs, u"the card's menu"_qs));
         CHECKED(key(u"Escape"_qs));

@@ -56,6 +56,21 @@ Rectangle {
             field.store.add(text, field.lane.kind);
             clear();
         }
+        // With nothing of its own to take back, the field lets Ctrl+Z and Ctrl+Shift+Z reach the
+        // board: the To do field has the keyboard whenever the panel opens.
+        Keys.onPressed: event => {
+            if (field.lanes.readOnly)
+                return;
+            const redo = event.matches(StandardKey.Redo)
+                || (event.key === Qt.Key_Y && event.modifiers === Qt.ControlModifier);
+            if (event.matches(StandardKey.Undo) && !input.canUndo && field.store.canUndo) {
+                field.store.undo();
+                event.accepted = true;
+            } else if (redo && !input.canRedo && field.store.canRedo) {
+                field.store.redo();
+                event.accepted = true;
+            }
+        }
         Keys.onUpPressed: event => {
             if (field.lanes.selectEdge(field.lane.kind, true))
                 field.lanes.requestCardFocus();

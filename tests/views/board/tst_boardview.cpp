@@ -713,6 +713,15 @@ private slots:
         QTest::keyClick(m_view.get(), Qt::Key_Z, Qt::ControlModifier);
         QCOMPARE(input(u"todo"_qs)->property("text").toString(), QString());
         QVERIFY(file().contains("- [x] B\n"));
+        // With nothing of its own left to take back, the field passes Ctrl+Z to the board.
+        QVERIFY(!input(u"todo"_qs)->property("canUndo").toBool());
+        QTest::keyClick(m_view.get(), Qt::Key_Z, Qt::ControlModifier);
+        QCOMPARE(file(), before);
+        QVERIFY(input(u"todo"_qs)->hasActiveFocus());
+        // Redo is the field's first while it has some.
+        QTest::keyClick(m_view.get(), Qt::Key_Z, Qt::ControlModifier | Qt::ShiftModifier);
+        QCOMPARE(input(u"todo"_qs)->property("text").toString(), u"xy"_qs);
+        QCOMPARE(file(), before);
     }
 
     // Select all, copy, cut, paste, undo and redo work in the add field and the edit field.
