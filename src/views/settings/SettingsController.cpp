@@ -6,6 +6,7 @@
 #include "model/Shortcut.h"
 #include "platform/DesktopSession.h"
 #include "platform/KeyboardLayout.h"
+#include "platform/KeyboardLayoutWatcher.h"
 #include "platform/LaunchAtLogin.h"
 #include "platform/ShortcutNotation.h"
 #include "store/BoardStore.h"
@@ -28,6 +29,9 @@ SettingsController::SettingsController(QObject *parent)
           this))
 {
     readLaunchAtLogin();
+    // Key names follow the keyboard layout.
+    connect(KeyboardLayoutWatcher::instance(), &KeyboardLayoutWatcher::layoutChanged, this,
+            &SettingsController::shortcutsChanged);
 }
 
 // The fields go first: they may still hand the keyboard back to the model.
