@@ -134,10 +134,42 @@ private slots:
         QTest::newRow("zero") << 0u;
         QTest::newRow("below the evdev offset") << 7u;
         QTest::newRow("evdev 0") << 8u;
-        QTest::newRow("keypad 7") << 79u;
-        QTest::newRow("255") << 255u;
-        QTest::newRow("past a byte") << 300u;
+        QTest::newRow("past the evdev codes")
+            << quint32(KeyCodeTable::evdevMax + 1 + KeyCodeTable::x11Offset);
         QTest::newRow("all bits") << 0xFFFFFFFFu;
+    }
+
+    // Keys the Mac numbering has no code for are recorded by their evdev code, map back to the
+    // same key for grabs, and are named after their keysym.
+    void anyKeyIsRecorded_data()
+    {
+        QTest::addColumn<quint32>("x11");
+        QTest::addColumn<QString>("name");
+        QTest::newRow("keypad 7 without Num Lock") << 79u << u"Keypad Home"_qs;
+        QTest::newRow("keypad plus") << 86u << u"Keypad +"_qs;
+        QTest::newRow("keypad Enter") << 104u << u"Keypad Enter"_qs;
+        QTest::newRow("Insert") << 118u << u"Insert"_qs;
+        QTest::newRow("mute") << 121u << u"Audio Mute"_qs;
+        QTest::newRow("Menu") << 135u << u"Menu"_qs;
+        QTest::newRow("F13, Tools in Linux keymaps") << 191u << u"Tools"_qs;
+        QTest::newRow("past a byte") << 300u << u"?"_qs;
+    }
+    void anyKeyIsRecorded()
+    {
+        QFETCH(quint32, x11);
+        QFETCH(QString, name);
+        const auto shortcut = ShortcutKeys::fromNative(x11, Qt::ControlModifier | Qt::AltModifier);
+        QVERIFY(shortcut);
+        QCOMPARE(shortcut->keyCode(),
+                 quint16(KeyCodeTable::evdevBase + x11 - KeyCodeTable::x11Offset));
+        QCOMPARE(KeyCodeTable::x11For(shortcut->keyCode()), std::optional<quint32>(x11));
+        QCOMPARE(ShortcutKeys::keyName(shortcut->keyCode(), layout(u"us"_qs)), name);
+        // Stored and read back as any shortcut is.
+        QCOMPARE(Shortcut::fromJson(shortcut->toJson()), shortcut);
+        QVERIFY(
+            ShortcutKeys::matches(*shortcut, keyPress(x11, Qt::ControlModifier | Qt::AltModifier)));
+        // A key the table has is never stored twice over.
+        QVERIFY(!KeyCodeTable::evdevFor(quint16(KeyCodeTable::evdevBase + 30)));
     }
 
     void unknownNativeCode()

@@ -92,6 +92,15 @@ std::optional<int> KeyCodeTable::evdevFor(quint16 keyCode)
         if (entry.keyCode == keyCode)
             return entry.evdev;
     }
+    if (keyCode > evdevBase && keyCode <= evdevBase + evdevMax) {
+        const int evdev = keyCode - evdevBase;
+        // A key the table has is stored by its Mac code only.
+        for (const Entry &entry : table) {
+            if (entry.evdev == evdev)
+                return std::nullopt;
+        }
+        return evdev;
+    }
     return std::nullopt;
 }
 
@@ -101,6 +110,8 @@ std::optional<quint16> KeyCodeTable::keyCodeForEvdev(int evdev)
         if (entry.evdev == evdev)
             return entry.keyCode;
     }
+    if (evdev > 0 && evdev <= evdevMax)
+        return quint16(evdevBase + evdev);
     return std::nullopt;
 }
 

@@ -12,6 +12,10 @@ public:
     KeyCodeTable() = delete;
 
     static constexpr int x11Offset = 8;
+    // Keys the Mac numbering has no code for (the keypad, Insert, Menu, F13 and beyond, media
+    // keys) are stored as this plus their evdev code, so that any key can be recorded.
+    static constexpr quint16 evdevBase = 0x1000;
+    static constexpr int evdevMax = 0x2ff;
 
     [[nodiscard]] static std::optional<int> evdevFor(quint16 keyCode);
     [[nodiscard]] static std::optional<quint16> keyCodeForEvdev(int evdev);

@@ -5,6 +5,8 @@
 
 #include <QKeyEvent>
 
+#include <xkbcommon/xkbcommon.h>
+
 namespace {
 
 // X11 core modifier masks (ShiftMask, ControlMask, Mod1Mask, Mod4Mask).
@@ -102,6 +104,32 @@ QString ShortcutKeys::keyName(quint16 keyCode, const KeyboardLayout *layout)
     const auto x11 = KeyCodeTable::x11For(keyCode);
     if (!layout || !x11)
         return QStringLiteral("?");
-    const QString name = layout->keyName(*x11);
-    return name.isEmpty() ? QStringLiteral("?") : name;
+    const quint32 sym = layout->keysym(*x11);
+    if (const QString name = layout->keyName(*x11); !name.isEmpty()) {
+        // Keypad keys type what other keys type too: "Keypad +", not "+".
+        const bool keypad = sym >= XKB_KEY_KP_Space && sym <= XKB_KEY_KP_9;
+        return keypad ? u"Keypad "_qs + name : name;
+    }
+    return keysymName(sym);
+}
+
+QString ShortcutKeys::keysymName(quint32 keysym)
+{
+    // Keys that type nothing printable go by their keysym's name: "Insert", "Menu", "F13",
+    // "Keypad Add", "Audio Mute".
+    char name[64];
+    if (keysym == XKB_KEY_NoSymbol || xkb_keysym_get_name(keysym, name, sizeof name) <= 0)
+        return QStringLiteral("?");
+    QString text = QString::fromLatin1(name);
+    if (text.startsWith(u"XF86"))
+        text.remove(0, 4);
+    if (text.startsWith(u"KP_"))
+        text.replace(0, 3, u"Keypad "_qs);
+    text.replace(u'_', u' ');
+    // "AudioMute" → "Audio Mute"
+    for (qsizetype i = text.size() - 1; i > 0; --i) {
+        if (text[i].isUpper() && text[i - 1].isLower())
+            text.insert(i, u' ');
+    }
+    return text;
 }

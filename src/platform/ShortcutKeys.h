@@ -17,7 +17,7 @@ class ShortcutKeys {
 public:
     ShortcutKeys() = delete;
 
-    // From a key press. Null when the key has no place in the stored numbering.
+    // From a key press: any key with a key code. Null for a code outside the keyboard's range.
     [[nodiscard]] static std::optional<Shortcut> fromKeyEvent(const QKeyEvent &event);
     [[nodiscard]] static std::optional<Shortcut> fromNative(quint32 x11Keycode,
                                                             Qt::KeyboardModifiers modifiers);
@@ -31,4 +31,6 @@ public:
     // The key part of a label, named in the user's current keyboard layout; "?" if it has none.
     [[nodiscard]] static QString keyName(quint16 keyCode);
     [[nodiscard]] static QString keyName(quint16 keyCode, const KeyboardLayout *layout);
+    // A keysym's name made readable ("Keypad Add", "Audio Mute"); "?" for none.
+    [[nodiscard]] static QString keysymName(quint32 keysym);
 };

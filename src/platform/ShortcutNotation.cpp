@@ -133,11 +133,14 @@ std::optional<Shortcut> ShortcutNotation::fromQtKey(QKeyCombination key,
         modifiers |= Shortcut::Option;
     if (qtModifiers & Qt::MetaModifier)
         modifiers |= Shortcut::Command;
-    // Stored codes are the Mac numbering, which ends below 128.
-    for (quint16 keyCode = 0; keyCode < 128; ++keyCode) {
-        const auto typed = qtKeyOf(keysym(keyCode, layout));
+    // Stored codes are the Mac numbering, which ends below 128, then keys it has no code for.
+    for (int evdev = 1; evdev <= KeyCodeTable::evdevMax; ++evdev) {
+        const auto keyCode = KeyCodeTable::keyCodeForEvdev(evdev);
+        if (!keyCode)
+            continue;
+        const auto typed = qtKeyOf(keysym(*keyCode, layout));
         if (typed && *typed == key.key())
-            return Shortcut(keyCode, modifiers);
+            return Shortcut(*keyCode, modifiers);
     }
     return std::nullopt;
 }
