@@ -1,25 +1,13 @@
 #include "model/Shortcut.h"
 #include "platform/KeyboardLayoutWatcher.h"
 #include "platform/ShortcutKeys.h"
+#include "platform/XcbXkb.h"
 
 #include <QGuiApplication>
 #include <QProcess>
 #include <QSignalSpy>
 #include <QTest>
 #include <QtGui/qguiapplication_platform.h>
-
-#include <xcb/xcb.h>
-// xkb.h names a field after a C++ keyword.
-#if defined(__clang__)
-#pragma clang diagnostic push
-#pragma clang diagnostic ignored "-Wkeyword-macro"
-#endif
-#define explicit xcb_explicit
-#include <xcb/xkb.h>
-#undef explicit
-#if defined(__clang__)
-#pragma clang diagnostic pop
-#endif
 
 // Key names follow the layout while the app runs: a new keymap and a switch of group. On an X
 // server of its own, since it changes the server's keymap.

@@ -34,6 +34,15 @@ class TestTodayBoard : public QObject {
     {
         return m_scratch->boards() + u'/' + day + u".md"_qs;
     }
+    // The id of the first card with this text, null for none.
+    static QUuid cardId(const Board &board, const QString &text)
+    {
+        for (const Lane &lane : board.lanes())
+            for (const Card &c : lane.cards())
+                if (c.text() == text)
+                    return c.id();
+        return {};
+    }
     QStringList replacedCopies() const
     {
         return QDir(m_scratch->replaced()).entryList(QDir::Files);
@@ -300,13 +309,7 @@ private slots:
         Scratch::write(boardFile(u"2025-03-07"_qs),
                        boardText({u"a"_qs, u"b"_qs}, {u"c"_qs}, {u"d"_qs}));
         const auto today = makeToday();
-        const auto card = [&](const QString &text) {
-            for (const Lane &lane : today->board().lanes())
-                for (const Card &c : lane.cards())
-                    if (c.text() == text)
-                        return c.id();
-            return QUuid();
-        };
+        const auto card = [&](const QString &text) { return cardId(today->board(), text); };
         Scratch::write(boardFile(u"2025-03-07"_qs), theirs);
         const QStringList words = edit.split(u' ');
         const auto kind = [](const QString &name) {
@@ -348,13 +351,7 @@ private slots:
         const auto today = makeToday();
         QSignalSpy undoChanged(today.get(), &TodayBoard::undoChanged);
         QVERIFY(!today->canUndo() && !today->canRedo());
-        const auto card = [&](const QString &text) {
-            for (const Lane &lane : today->board().lanes())
-                for (const Card &c : lane.cards())
-                    if (c.text() == text)
-                        return c.id();
-            return QUuid();
-        };
+        const auto card = [&](const QString &text) { return cardId(today->board(), text); };
         const QByteArray before = Scratch::read(boardFile(u"2025-03-07"_qs));
         today->add(u"e"_qs, LaneKind::Doing);
         today->toggle(card(u"a"_qs));

@@ -1,24 +1,12 @@
 #include "KeyboardLayoutWatcher.h"
 
 #include "KeyboardLayout.h"
+#include "XcbXkb.h"
 
 #include <QCoreApplication>
 #include <QGuiApplication>
 #include <QTimer>
 #include <QtGui/qguiapplication_platform.h>
-
-#include <xcb/xcb.h>
-// xkb.h names a field after a C++ keyword.
-#if defined(__clang__)
-#pragma clang diagnostic push
-#pragma clang diagnostic ignored "-Wkeyword-macro"
-#endif
-#define explicit xcb_explicit
-#include <xcb/xkb.h>
-#undef explicit
-#if defined(__clang__)
-#pragma clang diagnostic pop
-#endif
 
 namespace {
 
