@@ -1,5 +1,6 @@
 #include "KeyboardLayout.h"
 
+#include "platform/WaylandKeymap.h"
 #include "platform/X11Application.h"
 
 #include <QGuiApplication>
@@ -149,12 +150,32 @@ std::unique_ptr<KeyboardLayout> KeyboardLayout::fromX11(xcb_connection_t *connec
     return std::unique_ptr<KeyboardLayout>(new KeyboardLayout(context, keymap, group));
 }
 
+std::unique_ptr<KeyboardLayout> KeyboardLayout::fromText(const QByteArray &keymap, quint32 group)
+{
+    if (keymap.isEmpty())
+        return nullptr;
+    xkb_context *context = newContext();
+    if (!context)
+        return nullptr;
+    xkb_keymap *compiled =
+        xkb_keymap_new_from_buffer(context, keymap.constData(), size_t(keymap.size()),
+                                   XKB_KEYMAP_FORMAT_TEXT_V1, XKB_KEYMAP_COMPILE_NO_FLAGS);
+    if (!compiled) {
+        xkb_context_unref(context);
+        return nullptr;
+    }
+    return std::unique_ptr<KeyboardLayout>(new KeyboardLayout(context, compiled, group));
+}
+
 const KeyboardLayout *KeyboardLayout::current()
 {
     if (!cachedCurrentValid) {
         std::unique_ptr<KeyboardLayout> layout;
         if (auto *x11 = x11Application())
             layout = fromX11(x11->connection());
+        else if (QGuiApplication::platformName() == u"wayland")
+            layout =
+                fromText(WaylandKeymap::instance()->text(), WaylandKeymap::instance()->group());
         if (!layout)
             layout = fromNames();
         cachedCurrent() = std::move(layout);

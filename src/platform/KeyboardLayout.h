@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QByteArray>
 #include <QString>
 
 #include <memory>
@@ -23,8 +24,14 @@ public:
     // The X server's keymap in its active group. Null without the XKB extension.
     [[nodiscard]] static std::unique_ptr<KeyboardLayout> fromX11(xcb_connection_t *connection);
 
-    // The layout key names use: the X server's when the application runs on X11, otherwise the
-    // default keymap. Null only when no keymap can be had at all. Main thread only.
+    // A keymap in XKB's text format, as a Wayland compositor sends it, in the given group. Null
+    // when it does not compile.
+    [[nodiscard]] static std::unique_ptr<KeyboardLayout> fromText(const QByteArray &keymap,
+                                                                  quint32 group);
+
+    // The layout key names use: the X server's when the application runs on X11, the
+    // compositor's on Wayland once it has sent one, otherwise the default keymap. Null only when no
+    // keymap can be had at all. Main thread only.
     [[nodiscard]] static const KeyboardLayout *current();
     // Forget the cached current layout, after the keymap or the active group changed.
     static void invalidateCurrent();

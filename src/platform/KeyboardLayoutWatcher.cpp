@@ -1,6 +1,7 @@
 #include "KeyboardLayoutWatcher.h"
 
 #include "KeyboardLayout.h"
+#include "WaylandKeymap.h"
 #include "XcbXkb.h"
 
 #include <QCoreApplication>
@@ -23,6 +24,11 @@ struct XkbAnyEvent {
 
 KeyboardLayoutWatcher::KeyboardLayoutWatcher(QObject *parent) : QObject(parent)
 {
+    if (qGuiApp && QGuiApplication::platformName() == u"wayland") {
+        connect(WaylandKeymap::instance(), &WaylandKeymap::changed, this,
+                &KeyboardLayoutWatcher::changeSoon);
+        return;
+    }
     auto *x11 = qGuiApp ? qGuiApp->nativeInterface<QNativeInterface::QX11Application>() : nullptr;
     if (!x11 || !x11->connection())
         return;
@@ -67,15 +73,20 @@ bool KeyboardLayoutWatcher::nativeEventFilter(const QByteArray &eventType, void 
     default:
         break;
     }
-    // Qt sees the event too; a new keymap comes as several events, answered once, after Qt has
-    // taken them in.
-    if (changed && !m_changePending) {
-        m_changePending = true;
-        QTimer::singleShot(0, this, [this] {
-            m_changePending = false;
-            KeyboardLayout::invalidateCurrent();
-            emit layoutChanged();
-        });
-    }
+    // Qt sees the event too; a new keymap comes as several events.
+    if (changed)
+        changeSoon();
     return false;
+}
+
+void KeyboardLayoutWatcher::changeSoon()
+{
+    if (m_changePending)
+        return;
+    m_changePending = true;
+    QTimer::singleShot(0, this, [this] {
+        m_changePending = false;
+        KeyboardLayout::invalidateCurrent();
+        emit layoutChanged();
+    });
 }

@@ -53,6 +53,38 @@ void removeGlobal(void *, wl_registry *, uint32_t) {}
 
 const wl_registry_listener registryListener{addGlobal, removeGlobal};
 
+struct AnotherGlobal {
+    const wl_interface *interface;
+    uint32_t name = 0;
+    uint32_t version = 0;
+};
+
+void addAnother(void *data, wl_registry *, uint32_t name, const char *interface, uint32_t version)
+{
+    auto *wanted = static_cast<AnotherGlobal *>(data);
+    if (wanted->version == 0 && std::strcmp(interface, wanted->interface->name) == 0) {
+        wanted->name = name;
+        wanted->version = version;
+    }
+}
+
+const wl_registry_listener anotherListener{addAnother, removeGlobal};
+
+// Lists the compositor's globals through a queue of its own, so that the round trip dispatches
+// nothing of Qt's.
+void listGlobals(wl_display *display, const wl_registry_listener *listener, void *data)
+{
+    wl_event_queue *queue = wl_display_create_queue(display);
+    auto *wrapper = static_cast<wl_display *>(wl_proxy_create_wrapper(display));
+    wl_proxy_set_queue(reinterpret_cast<wl_proxy *>(wrapper), queue);
+    wl_registry *registry = wl_display_get_registry(wrapper);
+    wl_registry_add_listener(registry, listener, data);
+    wl_display_roundtrip_queue(display, queue);
+    wl_registry_destroy(registry);
+    wl_proxy_wrapper_destroy(wrapper);
+    wl_event_queue_destroy(queue);
+}
+
 void toDefaultQueue(void *proxy)
 {
     if (proxy)
@@ -63,8 +95,7 @@ void toDefaultQueue(void *proxy)
 
 WaylandGlobals &WaylandGlobals::get()
 {
-    // The registry gets a queue of its own so that the round trip dispatches nothing of Qt's;
-    // what it binds then moves to the default queue, which Qt dispatches on the main thread.
+    // What the registry binds moves to the default queue, which Qt dispatches on the main thread.
     static WaylandGlobals bound;
     static const bool done = [] {
         WaylandGlobals &g = bound;
@@ -74,23 +105,36 @@ WaylandGlobals &WaylandGlobals::get()
         g.display = static_cast<wl_display *>(native->nativeResourceForIntegration("wl_display"));
         if (!g.display)
             return false;
-        wl_event_queue *queue = wl_display_create_queue(g.display);
-        auto *wrapper = static_cast<wl_display *>(wl_proxy_create_wrapper(g.display));
-        wl_proxy_set_queue(reinterpret_cast<wl_proxy *>(wrapper), queue);
-        wl_registry *registry = wl_display_get_registry(wrapper);
-        wl_registry_add_listener(registry, &registryListener, &g);
-        wl_display_roundtrip_queue(g.display, queue);
+        listGlobals(g.display, &registryListener, &g);
         for (void *proxy : {static_cast<void *>(g.compositor), static_cast<void *>(g.shm),
                             static_cast<void *>(g.seat), static_cast<void *>(g.viewporter),
                             static_cast<void *>(g.layerShell)})
             toDefaultQueue(proxy);
-        wl_registry_destroy(registry);
-        wl_proxy_wrapper_destroy(wrapper);
-        wl_event_queue_destroy(queue);
         if (!g.layerShell)
             qCWarning(lcPlatform, "the Wayland compositor offers no layer-shell");
         return true;
     }();
     Q_UNUSED(done)
     return bound;
+}
+
+void *WaylandGlobals::bindAnother(const wl_interface *interface, uint32_t maxVersion,
+                                  uint32_t *boundVersion)
+{
+    wl_display *display = get().display;
+    if (!display)
+        return nullptr;
+    AnotherGlobal wanted{interface};
+    listGlobals(display, &anotherListener, &wanted);
+    if (wanted.version == 0)
+        return nullptr;
+    // Bound straight onto the default queue, so that no event of the new object can land on a
+    // queue that is gone; nothing dispatches it before the caller, on this thread, listens.
+    const uint32_t version = std::min(wanted.version, maxVersion);
+    wl_registry *registry = wl_display_get_registry(display);
+    void *proxy = wl_registry_bind(registry, wanted.name, interface, version);
+    wl_registry_destroy(registry);
+    if (boundVersion)
+        *boundVersion = version;
+    return proxy;
 }

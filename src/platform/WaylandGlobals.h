@@ -4,6 +4,7 @@
 
 struct wl_compositor;
 struct wl_display;
+struct wl_interface;
 struct wl_seat;
 struct wl_shm;
 struct wp_viewporter;
@@ -24,4 +25,9 @@ struct WaylandGlobals {
     uint32_t seatCapabilities = 0;
 
     [[nodiscard]] static WaylandGlobals &get();
+
+    // Another instance of the compositor's first global of this interface, at most maxVersion,
+    // dispatched on the main thread like the others; null when there is none. The caller owns it.
+    [[nodiscard]] static void *bindAnother(const wl_interface *interface, uint32_t maxVersion,
+                                           uint32_t *boundVersion = nullptr);
 };
