@@ -12,6 +12,8 @@ Item {
     required property string modified
     // Chosen with the arrow keys: Return opens it.
     property bool selected: false
+    // The list has the keyboard: the selected row shows the focus.
+    property bool keyboardFocus: false
     readonly property bool hovered: hover.hovered
 
     signal clicked()
@@ -27,8 +29,8 @@ Item {
         anchors.fill: parent
         radius: 8
         color: row.hovered || row.selected ? Theme.surfaceHover : "transparent"
-        border.width: row.selected ? 1 : 0
-        border.color: Theme.hairline
+        border.width: row.selected ? (row.keyboardFocus ? 1.5 : 1) : 0
+        border.color: row.keyboardFocus ? Theme.accent : Theme.hairline
     }
 
     Icon {

@@ -5,6 +5,8 @@
 #include "store/BoardStore.h"
 #include "store/VaultNotes.h"
 
+#include <algorithm>
+
 NotesList::NotesList(QObject *parent) : QAbstractListModel(parent) {}
 
 VaultNotes *NotesList::notes() const
@@ -77,6 +79,16 @@ void NotesList::moveCurrent(int delta)
         setCurrentRow(delta > 0 ? 0 : -1);
     else
         setCurrentRow(m_currentRow + delta);
+}
+
+void NotesList::moveCurrentWithin(int delta)
+{
+    if (count() == 0)
+        return;
+    if (m_currentRow < 0)
+        setCurrentRow(0);
+    else
+        setCurrentRow(std::clamp(m_currentRow + delta, 0, count() - 1));
 }
 
 void NotesList::refresh()

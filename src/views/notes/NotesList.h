@@ -57,6 +57,9 @@ public:
     // Up (-1) and Down (+1): from no selection Down selects the first row, Up from the first row
     // selects none again; the last row stays selected at the bottom.
     Q_INVOKABLE void moveCurrent(int delta);
+    // The same keys while the list itself has the keyboard: some row stays selected, the first
+    // when none was, so that the focus can be seen; 0 only makes sure of that.
+    Q_INVOKABLE void moveCurrentWithin(int delta);
 
     [[nodiscard]] int rowCount(const QModelIndex &parent = {}) const override;
     [[nodiscard]] QVariant data(const QModelIndex &index, int role) const override;

@@ -213,6 +213,21 @@ FocusScope {
         boundsBehavior: Flickable.StopAtBounds
         model: notesList
         currentIndex: notesList.currentRow
+        // A Tab stop of its own: the arrows move through the rows, Return or Space opens one.
+        activeFocusOnTab: true
+        keyNavigationEnabled: false
+        onActiveFocusChanged: {
+            if (activeFocus)
+                notesList.moveCurrentWithin(0);
+        }
+        Keys.onUpPressed: notesList.moveCurrentWithin(-1)
+        Keys.onDownPressed: notesList.moveCurrentWithin(1)
+        Keys.onReturnPressed: notesList.openCurrent()
+        Keys.onEnterPressed: notesList.openCurrent()
+        Keys.onSpacePressed: notesList.openCurrent()
+
+        Accessible.role: Accessible.List
+        Accessible.name: notesList.header
         // The selection is drawn by the rows themselves; the view only keeps it in sight.
         highlightFollowsCurrentItem: false
         onCurrentIndexChanged: {
@@ -224,6 +239,7 @@ FocusScope {
             required property int index
             width: list.width
             selected: index === notesList.currentRow
+            keyboardFocus: list.activeFocus
             onClicked: notesList.open(index)
         }
     }

@@ -284,6 +284,26 @@ private slots:
         QCOMPARE(list.currentRow(), -1);
     }
 
+    // While the list has the keyboard some row stays selected.
+    void arrowsWithinTheList()
+    {
+        NotesList list;
+        list.setStore(m_store.get());
+        list.moveCurrentWithin(0);
+        QCOMPARE(list.currentRow(), -1);
+        refreshed(list);
+        QCOMPARE(list.count(), 3);
+        const QList<std::pair<int, int>> steps{{0, 0},  {-1, 0}, {+1, 1}, {+1, 2},
+                                               {+1, 2}, {0, 2},  {-1, 1}, {-1, 0}};
+        for (const auto &[delta, expected] : steps) {
+            list.moveCurrentWithin(delta);
+            QCOMPARE(list.currentRow(), expected);
+        }
+        list.setQuery(u"nothing"_qs);
+        list.moveCurrentWithin(+1);
+        QCOMPARE(list.currentRow(), -1);
+    }
+
     // The selection stays on its note when the list changes under it.
     void selectionFollowsItsNote()
     {

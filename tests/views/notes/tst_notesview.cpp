@@ -331,6 +331,51 @@ private slots:
         QVERIFY(opens(pathAt(0)));
     }
 
+    // Tab reaches the list as a control of its own; Ctrl+Tab leaves the note, where Tab indents.
+    void tabThroughTheNoteAndTheList()
+    {
+        start();
+        const auto *rows = qobject_cast<QAbstractItemModel *>(list());
+        const auto rowAt = [this, rows](int row) {
+            return item(u"note-"_qs + rows->index(row, 0).data(Qt::UserRole).toString());
+        };
+        clickBelowTheText();
+        QTest::keyClick(m_view.get(), Qt::Key_Tab, Qt::ControlModifier);
+        QCOMPARE(m_view->activeFocusItem(), item(u"search"_qs));
+        QCOMPARE(list()->property("currentRow").toInt(), -1);
+
+        key(Qt::Key_Tab);
+        QVERIFY(item(u"notesList"_qs)->hasActiveFocus());
+        // Some row always shows where the keyboard is.
+        QCOMPARE(list()->property("currentRow").toInt(), 0);
+        QVERIFY(rowAt(0)->property("keyboardFocus").toBool());
+        key(Qt::Key_Down);
+        key(Qt::Key_Down);
+        key(Qt::Key_Down);
+        QCOMPARE(list()->property("currentRow").toInt(), 2);
+        for (int i = 0; i < 4; ++i)
+            key(Qt::Key_Up);
+        QCOMPARE(list()->property("currentRow").toInt(), 0);
+        key(Qt::Key_Down);
+        key(Qt::Key_Space);
+        QCOMPARE(m_launcher.opened.size(), 1);
+        const QString second = rows->index(1, 0).data(Qt::UserRole).toString();
+        QVERIFY(m_launcher.opened.last().endsWith("file=" + QUrl::toPercentEncoding(second, "/")));
+        key(Qt::Key_Return);
+        QCOMPARE(m_launcher.opened.size(), 2);
+
+        QTest::keyClick(m_view.get(), Qt::Key_Backtab, Qt::ShiftModifier);
+        QCOMPARE(m_view->activeFocusItem(), item(u"search"_qs));
+        QVERIFY(!rowAt(1)->property("keyboardFocus").toBool());
+        QTest::keyClick(m_view.get(), Qt::Key_Backtab, Qt::ShiftModifier);
+        QCOMPARE(m_view->activeFocusItem(), editor());
+        // In the note Tab is text; Ctrl+Shift+Tab goes back past it.
+        key(Qt::Key_Tab);
+        QCOMPARE(m_view->activeFocusItem(), editor());
+        QTest::keyClick(m_view.get(), Qt::Key_Backtab, Qt::ControlModifier | Qt::ShiftModifier);
+        QVERIFY(m_view->activeFocusItem() != editor());
+    }
+
     // The list follows the vault while the tab is open, and opening the tab again shows it at
     // once, as it is now, without walking the vault.
     void reopenedTabShowsTheListAtOnce()
