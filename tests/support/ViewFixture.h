@@ -2,6 +2,7 @@
 
 #include "notch/NotchModel.h"
 #include "store/BoardStore.h"
+#include "support/AnimationWatch.h"
 #include "support/PanelView.h"
 #include "support/StoreFixture.h"
 
@@ -23,6 +24,7 @@ protected:
     std::unique_ptr<BoardStore> m_store;
     std::unique_ptr<NotchModel> m_model;
     std::unique_ptr<QQuickView> m_view;
+    AnimationWatch m_animations;
 
     // For init(): an empty scratch vault, on Friday 7 March 2025 at 09:00.
     void freshVault()
@@ -59,6 +61,10 @@ protected:
         m_view->requestActivate();
         QVERIFY(QTest::qWaitForWindowActive(m_view.get()));
     }
+
+    // Waits until the view has laid out and every animation has ended: cards that moved are
+    // where they land, menus and fades are done.
+    void settle() { QVERIFY2(m_animations.settle(m_view.get()), "the view never came to rest"); }
 
     // For cleanup(): the view goes before the model and the store it shows.
     void closeView()

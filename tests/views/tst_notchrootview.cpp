@@ -18,6 +18,7 @@
 #include <QSignalSpy>
 #include <QTest>
 #include <QtQml/qqmlextensionplugin.h>
+#include <algorithm>
 
 #include <memory>
 
@@ -28,7 +29,7 @@ using QuickItems::shown;
 namespace {
 
 // Longer than every spring and fade of the panel.
-constexpr int settleMs = 1000;
+constexpr int springMs = 1000;
 
 // Offscreen windows have no alpha channel, so the tests put the panel on a light backdrop, like a
 // desktop, where the shape and its shadow show as they would on screen.
@@ -88,6 +89,41 @@ class TestNotchRootView : public QObject, protected ViewFixture {
     }
 
     [[nodiscard]] QImage grab() const { return m_view->grabWindow(); }
+
+    // Every animation on a clock of the test's own while it lives: on a busy machine real frames
+    // come late and could step right over what a test looks at part way.
+    class SteppedClock {
+    public:
+        explicit SteppedClock(AnimationWatch &watch) : m_watch(watch)
+        {
+            m_watch.uninstall();
+            m_driver.install();
+        }
+        ~SteppedClock()
+        {
+            m_driver.uninstall();
+            m_watch.install();
+        }
+        SteppedClock(const SteppedClock &) = delete;
+        SteppedClock &operator=(const SteppedClock &) = delete;
+
+        // Frame by frame; whatever a frame started (a loader's content) catches up before the
+        // next.
+        void run(qint64 milliseconds)
+        {
+            for (qint64 done = 0; done < milliseconds; done += frame) {
+                m_driver.step(frame);
+                QCoreApplication::processEvents();
+            }
+        }
+        [[nodiscard]] qint64 elapsed() const { return m_driver.elapsed(); }
+
+        static constexpr qint64 frame = 16;
+
+    private:
+        AnimationWatch &m_watch;
+        SteppedAnimationDriver m_driver;
+    };
 
 private slots:
     void initTestCase() { useTimeZone("Europe/Berlin"); }
@@ -228,27 +264,20 @@ private slots:
     // it settles; the content comes in only after a short delay, growing from a little smaller.
     void openingSpringAndEntrance()
     {
-        // Frame by frame on a clock of the test's own: on a busy machine real frames come late
-        // and could step right over the overshoot.
-        SteppedAnimationDriver driver;
-        driver.install();
-        const auto uninstall = qScopeGuard([&] { driver.uninstall(); });
+        SteppedClock clock(m_animations);
         start();
         QQuickItem *holder = nullptr;
         qreal tallest = 0;
         qint64 firstContent = -1;
         m_model->setOpen(true);
-        const qint64 opened = driver.elapsed();
-        constexpr qint64 frame = 16;
-        while (driver.elapsed() - opened < settleMs) {
-            driver.step(frame);
-            // Whatever the step started (a loader's content) catches up before the next one.
-            QCoreApplication::processEvents();
+        const qint64 opened = clock.elapsed();
+        while (clock.elapsed() - opened < springMs) {
+            clock.run(SteppedClock::frame);
             tallest = std::max(tallest, shapeRect().height());
             if (!holder)
                 holder = item("openContentHolder");
             if (holder && firstContent < 0 && holder->opacity() > 0)
-                firstContent = driver.elapsed() - opened;
+                firstContent = clock.elapsed() - opened;
         }
         QVERIFY2(tallest > 381 && tallest < 400, qPrintable(QString::number(tallest)));
         QVERIFY2(firstContent >= 55, qPrintable(QString::number(firstContent)));
@@ -381,11 +410,15 @@ private slots:
         open();
         QVERIFY(shown(item("boardTab")));
         QVERIFY(!shown(item("notesTab")));
-        m_model->setTab(NotchModel::Tab::Notes);
-        // Both are on screen for a moment, the new one growing from a hair smaller.
-        QTest::qWait(60);
-        QVERIFY(shown(item("notesTab")));
-        QVERIFY(item("notesTab")->scale() < 1);
+        {
+            SteppedClock clock(m_animations);
+            m_model->setTab(NotchModel::Tab::Notes);
+            // Both are on screen for a moment, the new one growing from a hair smaller.
+            clock.run(64);
+            QVERIFY(shown(item("notesTab")));
+            QVERIFY(shown(item("boardTab")));
+            QVERIFY(item("notesTab")->scale() < 1);
+        }
         QTRY_VERIFY(!shown(item("boardTab")));
         QTRY_COMPARE(item("notesTab")->scale(), 1.0);
     }
@@ -476,7 +509,7 @@ private slots:
 
         click(item("previousDay"));
         QCOMPARE(m_store->shownDay(), u"2025-03-04"_qs);
-        QTest::qWait(settleMs);
+        settle();
         QVERIFY(m_store->greeting());
         QVERIFY(!shown(item("greetingSlot")));
         QVERIFY(shown(item("pastDaySlot")));
@@ -484,7 +517,7 @@ private slots:
 
         click(item("backToToday"));
         QVERIFY(!m_store->isViewingPast());
-        QTest::qWait(settleMs);
+        settle();
         QVERIFY(shown(item("greetingSlot")));
         QVERIFY(!shown(item("pastDaySlot")));
     }
@@ -527,7 +560,7 @@ private slots:
         start();
         open();
         m_model->setShowCalendar(true);
-        QTest::qWait(50);
+        settle();
         click(item("pin"));
         QVERIFY(!m_model->showCalendar());
         QVERIFY(!m_model->isPinned());
@@ -544,7 +577,7 @@ private slots:
         writeBoard(u"2025-03-04"_qs, 1, 2, 3);
         writeBoard(u"2025-03-07"_qs, 2, 1, 0);
         start();
-        QTest::qWait(settleMs);
+        settle();
         QVERIFY(grab().save(dir + u"/closed-wings.png"_qs));
 
         m_store->setGreeting(Greeting(3, u"2025-03-04"_qs));
@@ -552,21 +585,29 @@ private slots:
         QVERIFY(grab().save(dir + u"/open-board-greeting.png"_qs));
 
         m_store->view(u"2025-03-04"_qs);
-        QTest::qWait(settleMs);
+        settle();
         QVERIFY(grab().save(dir + u"/open-past-day.png"_qs));
 
         m_store->view(QString());
-        QTest::qWait(settleMs);
+        settle();
         QTest::mouseMove(m_view.get(), QPoint(430, 300));
         QTest::mouseMove(m_view.get(), item("pin")->mapToScene(QPointF(13, 13)).toPoint());
-        QTest::qWait(settleMs);
+        // The tip comes after a pause of the pointer.
+        const auto tipShown = [this] {
+            const QList<QQuickItem *> bubbles =
+                root()->findChildren<QQuickItem *>(u"toolTipBubble"_qs);
+            return std::any_of(bubbles.begin(), bubbles.end(), QuickItems::shown);
+        };
+        QTRY_VERIFY(tipShown());
+        settle();
         QVERIFY(grab().save(dir + u"/open-pin-tooltip.png"_qs));
 
-        // Part way through the open spring, from the closed wings.
+        // Part way through the open spring, from the closed wings, on a clock of the test's own.
         m_model->setOpen(false);
-        QTest::qWait(settleMs);
+        settle();
+        SteppedClock clock(m_animations);
         m_model->setOpen(true);
-        QTest::qWait(140);
+        clock.run(144);
         QVERIFY(grab().save(dir + u"/opening.png"_qs));
     }
 };

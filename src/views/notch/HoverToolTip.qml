@@ -47,6 +47,7 @@ Item {
 
     Rectangle {
         id: bubble
+        objectName: "toolTipBubble"
 
         property bool open: false
 

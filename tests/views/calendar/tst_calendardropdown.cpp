@@ -25,8 +25,6 @@ using QuickItems::shown;
 
 namespace {
 
-// Longer than every fade and slide of the panel and the dropdown.
-constexpr int settleMs = 1000;
 // Longer than the tooltips' delay.
 constexpr int toolTipMs = 900;
 
@@ -146,7 +144,7 @@ private slots:
         m_model->setShowCalendar(true);
         QVERIFY(day(u"2025-03-04"_qs)->property("isShown").toBool());
         click(item(u"previousMonth"_qs));
-        QTest::qWait(settleMs);
+        settle();
         click(day(u"2025-02-20"_qs));
         QVERIFY(!m_model->showCalendar());
         QCOMPARE(m_store->shownDay(), u"2025-02-20"_qs);
@@ -290,13 +288,13 @@ private slots:
         makeStore();
         load(u"notch/NotchRootView.qml"_qs, QSize(860, 420));
         m_model->setOpen(true);
-        QTest::qWait(settleMs);
+        settle();
 
         click(item(u"dayLabel"_qs));
         QVERIFY(m_model->showCalendar());
         QTRY_VERIFY(item(u"calendarDropdown"_qs));
         QQuickItem *dropdown = item(u"calendarDropdown"_qs);
-        QTest::qWait(settleMs);
+        settle();
         QVERIFY(shown(dropdown));
         // Under the day label, inside the panel.
         const QRectF area =
@@ -315,7 +313,7 @@ private slots:
         click(item(u"dayLabel"_qs));
         QTRY_VERIFY(item(u"calendarDropdown"_qs));
         QVERIFY(day(u"2025-03-04"_qs)->property("isShown").toBool());
-        QTest::qWait(settleMs);
+        settle();
         click(item(u"todayButton"_qs));
         QVERIFY(!m_model->showCalendar());
         QVERIFY(!m_store->isViewingPast());

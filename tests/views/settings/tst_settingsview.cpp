@@ -32,9 +32,6 @@ using QuickItems::shown;
 
 namespace {
 
-// Longer than the switch's and the tab's animations.
-constexpr int settleMs = 500;
-
 // The tab's area in the open panel, without banners.
 constexpr QSize tabArea{716, 312};
 
@@ -428,7 +425,7 @@ private slots:
                           toggle->mapToScene({3, toggle->height() / 2}).toPoint());
         QVERIFY(!m_store->property(property).toBool());
         QVERIFY(!toggle->property("checked").toBool());
-        QTest::qWait(settleMs);
+        settle();
         QCOMPARE(knob->x(), 2.0);
         QCOMPARE(toggle->childItems().value(0)->property("color").value<QColor>().rgba(),
                  QColor::fromRgbF(1, 1, 1, 0.14f).rgba());
@@ -668,7 +665,7 @@ private slots:
         start();
         SettingsState::of(m_store.get())->setMessage(u"Boards folder must be inside the vault"_qs);
         m_model->setRecording(NotchModel::ShortcutTarget::Open);
-        QTest::qWait(settleMs);
+        settle();
         const QImage image = m_view->grabWindow();
         QCOMPARE(image.size(), tabArea);
         const QString folder = qEnvironmentVariable("TALLOWFERN_VIEW_SNAPSHOTS");
