@@ -15,6 +15,7 @@ manager such as openbox, and dbus-daemon for the private session bus.
 from __future__ import annotations
 
 import argparse
+import contextlib
 import ctypes
 import json
 import os
@@ -26,6 +27,7 @@ import subprocess
 import sys
 import tempfile
 import time
+from collections.abc import Iterator
 from dataclasses import dataclass, field
 from pathlib import Path
 
@@ -82,15 +84,19 @@ def resolve_programs(args: argparse.Namespace) -> None:
     args.app = (args.app or build / "tallowfern").resolve()
     args.minimal = (args.minimal or build / "bench" / "bench_minimal_quick").resolve()
     args.probe = (args.probe or build / "bench" / "bench_map_probe").resolve()
-    for program in (args.app, args.minimal, args.probe):
-        if not os.access(program, os.X_OK):
-            raise BenchError(f"{program} is not an executable; build it first or pass its path")
+    check_executables(args.app, args.minimal, args.probe)
     needed = ["Xvfb", "xdotool"] + (["xcompmgr"] if args.compositor else [])
     if args.wm:
         needed += [shlex.split(args.wm)[0], "xprop"]
     missing = [tool for tool in needed if not shutil.which(tool)]
     if missing:
         raise BenchError("missing tools: " + ", ".join(missing))
+
+
+def check_executables(*paths: Path) -> None:
+    for path in paths:
+        if not os.access(path, os.X_OK):
+            raise BenchError(f"{path} is not an executable; build it first or pass its path")
 
 
 @dataclass(frozen=True)
@@ -128,10 +134,16 @@ def exit_cleanly_on_signals() -> None:
     signal.signal(signal.SIGINT, signal.default_int_handler)
 
 
-def _stop(process: subprocess.Popen, grace: float = 3.0) -> None:
-    if process.poll() is not None:
-        return
-    process.terminate()
+def end_process(process: subprocess.Popen, grace: float = 5.0, terminate: bool = False) -> None:
+    """Closes a process's stdin, which tells a helper to leave, and with `terminate` sends it
+    SIGTERM as well; kills it when it is still there after `grace` seconds."""
+    if process.stdin and not process.stdin.closed:
+        try:
+            process.stdin.close()
+        except OSError:
+            pass
+    if terminate and process.poll() is None:
+        process.terminate()
     try:
         process.wait(grace)
     except subprocess.TimeoutExpired:
@@ -168,7 +180,7 @@ class Desktop:
 
     def __exit__(self, *_exc) -> None:
         for process in reversed(self._processes):
-            _stop(process)
+            end_process(process, 3.0, terminate=True)
         self._processes.clear()
         if hasattr(self, "_log"):
             self._log.close()
@@ -331,6 +343,18 @@ class Desktop:
                              f"(probe exit status {status})\n{self.log_tail()}")
         return Launch(probe, program, float(words[1]), int(words[2]), words[3])
 
+    @contextlib.contextmanager
+    def settled(self, program: Program, seconds: float) -> Iterator[Launch]:
+        """`program` started with the pointer parked (after an unmeasured start, unless it had
+        one) and left alone for `seconds`; stopped when the `with` ends."""
+        self.warm_up(program, always=False)
+        self.park_pointer()
+        with self.start_up(program, hold=True) as launch:
+            time.sleep(seconds)
+            if not launch.alive():
+                raise BenchError(f"{program.label} ended while settling\n{self.log_tail()}")
+            yield launch
+
 
 class Launch:
     """A program started by the probe, with the time its window took to map."""
@@ -361,7 +385,7 @@ class Launch:
         try:
             self.probe.wait(10)
         except subprocess.TimeoutExpired:
-            _stop(self.probe)
+            end_process(self.probe, 3.0, terminate=True)
         if self.probe.stdout:
             self.probe.stdout.close()
 

@@ -43,12 +43,7 @@ def check_arguments(parser: argparse.ArgumentParser, args: argparse.Namespace) -
 
 
 def measure_one(desktop: Desktop, program: Program, args: argparse.Namespace) -> dict:
-    desktop.warm_up(program, always=False)
-    desktop.park_pointer()
-    with desktop.start_up(program, hold=True) as launch:
-        time.sleep(args.settle)
-        if not launch.alive():
-            raise BenchError(f"{program.label} ended while settling\n{desktop.log_tail()}")
+    with desktop.settled(program, args.settle) as launch:
         before = sample_process(launch.pid)
         time.sleep(args.idle)
         if not launch.alive():

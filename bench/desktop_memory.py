@@ -22,13 +22,12 @@ from __future__ import annotations
 
 import argparse
 import sys
-import time
 
 # Run from the source tree: leave no __pycache__ behind in it.
 sys.dont_write_bytecode = True
 
-from desktop_common import (BenchError, Desktop, Program, format_ratio, median, programs, ratio,
-                            read_memory, run_script, table)
+from desktop_common import (Desktop, Program, format_ratio, median, programs, ratio, read_memory,
+                            run_script, table)
 
 SHOWN = ["VmRSS", "RssAnon", "RssFile", "Pss", "Pss_Anon", "Pss_File", "Private_Dirty"]
 TARGET_RATIO = 1.3
@@ -45,12 +44,7 @@ def check_arguments(parser: argparse.ArgumentParser, args: argparse.Namespace) -
 
 
 def read_one(desktop: Desktop, program: Program, args: argparse.Namespace) -> dict[str, int]:
-    desktop.warm_up(program, always=False)
-    desktop.park_pointer()
-    with desktop.start_up(program, hold=True) as launch:
-        time.sleep(args.settle)
-        if not launch.alive():
-            raise BenchError(f"{program.label} ended while settling\n{desktop.log_tail()}")
+    with desktop.settled(program, args.settle) as launch:
         return read_memory(launch.pid)
 
 

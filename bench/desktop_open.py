@@ -48,7 +48,6 @@ the figures; it exits non-zero only when a measurement cannot be taken.
 from __future__ import annotations
 
 import argparse
-import math
 import os
 import queue
 import re
@@ -64,34 +63,21 @@ from pathlib import Path
 sys.dont_write_bytecode = True
 
 from desktop_common import (SENSOR_TITLE, BenchError, Desktop, Program, add_common_arguments,
-                            format_ratio, ratio, read_memory, resolve_programs, run_main, table,
-                            write_json)
+                            check_executables, end_process, format_ratio, read_memory,
+                            resolve_programs, run_main, table, write_json)
+import openbench
+from openbench import (NOTCH_HEIGHT, OPEN_HEIGHT, REFERENCE_PANEL_TITLE, REFERENCE_SENSOR_TITLE,
+                       FrameWatch, add_cycle_arguments, check_cycle_arguments, cycle_setup,
+                       cycles_note, intervals, latency_rows, latency_triggers, print_springs,
+                       ratios, ratios_line, spread)
 
 PANEL_TITLE = "Tallowfern"
-REFERENCE_SENSOR_TITLE = "Tallowfern Bench Sensor"
-REFERENCE_PANEL_TITLE = "Tallowfern Bench Panel"
-# The app's NotchBehavior: the pointer rests this long on the sensor before the panel opens, and
-# the open panel closes this long after the pointer has left it.
-HOVER_DELAY_MS = 100.0
-CLOSE_DELAY_MS = 350.0
-FRAME_MS = 1000.0 / 60
 KEYSYM_N = 0x6E
 BACKENDS = {
     "software": {"QT_QUICK_BACKEND": "software"},
     "opengl": {"QSG_RHI_BACKEND": "opengl"},
     "default": {},
 }
-
-
-def settling_ms(response: float, damping: float, tolerance: float = 1e-3) -> float:
-    """How long the app's (underdamped) springs, and so its animations, last: until the
-    oscillation's envelope stays within `tolerance` of the target."""
-    w0 = 2 * math.pi / response
-    return -math.log(tolerance * math.sqrt(1 - damping * damping)) / (damping * w0) * 1000
-
-
-OPEN_SPRING_MS = settling_ms(0.42, 0.78)
-CLOSE_SPRING_MS = settling_ms(0.34, 0.9)
 
 
 # --- the probe ----------------------------------------------------------------------------------
@@ -101,8 +87,6 @@ CLOSE_SPRING_MS = settling_ms(0.34, 0.9)
 # opening frame covers, and just inside the bottom edge of the open panel, below its content,
 # which the first closing frame uncovers. A spring starts from rest: its first frames move the
 # edge by less than a pixel.
-NOTCH_HEIGHT = 24
-OPEN_HEIGHT = 380
 OPENING_POINT = (0, NOTCH_HEIGHT + 2)
 CLOSING_POINT = (0, OPEN_HEIGHT - 2)
 
@@ -176,16 +160,7 @@ class OpenProbe:
                 return event.words[2:]
 
     def stop(self) -> None:
-        if self.process.stdin and not self.process.stdin.closed:
-            try:
-                self.process.stdin.close()
-            except BrokenPipeError:
-                pass
-        try:
-            self.process.wait(5)
-        except subprocess.TimeoutExpired:
-            self.process.kill()
-            self.process.wait()
+        end_process(self.process)
 
 
 @dataclass
@@ -196,22 +171,18 @@ class Spring:
     drawn: list[float]  # into the panel window
 
 
-class Watch:
+class Watch(FrameWatch):
     """One program's input and frames as the probe reports them, and the waits a cycle needs."""
 
+    still = "the windows"
+
     def __init__(self, probe: OpenProbe, merge_ms: float, quiet_ms: float, timeout: float):
+        super().__init__(quiet_ms, timeout)
         self.probe = probe
         self.merge_ms = merge_ms
-        self.quiet_ms = quiet_ms
-        self.timeout = timeout
 
-    def settle(self) -> None:
-        """Returns once nothing was drawn for the quiet time."""
-        deadline = time.monotonic() + self.timeout
-        while self.probe.next(self.quiet_ms / 1000) is not None:
-            if time.monotonic() > deadline:
-                raise BenchError(f"the windows never stood still for {self.quiet_ms:.0f} ms "
-                                 f"within {self.timeout:.0f} s")
+    def next(self, timeout: float) -> Event | None:
+        return self.probe.next(timeout)
 
     def wait_input(self, kind: str, keycode: int | None = None) -> Event:
         deadline = time.monotonic() + self.timeout
@@ -231,7 +202,6 @@ class Watch:
         drawn: list[float] = []
         batch: list[float] = []  # screen events since the last pixels
         last_drawn: float | None = None
-        deadline = time.monotonic() + self.timeout
 
         def add(times: list[float], at: float) -> None:
             # A frame may be put in several requests: what comes soon after its start is part of
@@ -239,16 +209,7 @@ class Watch:
             if not times or at - times[-1] > self.merge_ms:
                 times.append(at)
 
-        while True:
-            event = self.probe.next(self.quiet_ms / 1000 if shown
-                                    else deadline - time.monotonic())
-            if event is None:
-                if shown:
-                    break
-                raise BenchError(f"{trigger}: the screen did not change within "
-                                 f"{self.timeout:.0f} s")
-            if event.at < since:
-                continue
+        for event in self.spring_events(trigger, since, shown):
             if event.kind == "frame":
                 if shown:
                     add(drawn, event.at)
@@ -337,43 +298,14 @@ def measure_program(desktop: Desktop, program: Program, sensor: str, panel: str,
 # --- figures ------------------------------------------------------------------------------------
 
 
-def percentile(values: list[float], share: float) -> float:
-    """Nearest rank: a value that was measured, at or above `share` of them."""
-    ordered = sorted(values)
-    return ordered[max(0, math.ceil(share * len(ordered)) - 1)]
-
-
-def spread(values: list[float], keep: bool = True) -> dict:
-    """Median, 95th percentile and maximum; the values themselves too unless there are many."""
-    if not values:
-        return {"n": 0, "median_ms": None, "p95_ms": None, "max_ms": None}
-    figures = {"n": len(values), "median_ms": percentile(values, 0.5),
-               "p95_ms": percentile(values, 0.95), "max_ms": max(values)}
-    if keep:
-        figures["values_ms"] = [round(value, 3) for value in values]
-    return figures
-
-
-def intervals(frames: list[float]) -> list[float]:
-    return [b - a for a, b in zip(frames, frames[1:])]
-
-
 def spring_figures(springs: list[Spring], late_ms: float) -> dict:
-    gaps = [gap for spring in springs for gap in intervals(spring.frames)]
-    drawn = [gap for spring in springs for gap in intervals(spring.drawn)]
     counts = [len(spring.frames) for spring in springs]
-    return {
-        "springs": len(springs),
-        "frames": {"median": statistics.median(counts), "min": min(counts), "max": max(counts),
-                   "values": counts},
-        "duration": spread([spring.frames[-1] - spring.frames[0] for spring in springs]),
-        "interval": spread(gaps, keep=False),
-        "late": sum(1 for gap in gaps if gap > late_ms),
-        "late_springs": sum(1 for spring in springs
-                            if any(gap > late_ms for gap in intervals(spring.frames))),
-        "late_limit_ms": late_ms,
-        "drawn_interval": spread(drawn, keep=False),
-    }
+    figures = openbench.spring_figures(springs, late_ms)
+    figures["frames"] = {"median": statistics.median(counts), "min": min(counts),
+                         "max": max(counts), "values": counts}
+    figures["drawn_interval"] = spread([gap for spring in springs
+                                        for gap in intervals(spring.drawn)], keep=False)
+    return figures
 
 
 def summarise(springs: list[Spring], driver: str, rss_kib: int, realtime: bool,
@@ -384,97 +316,31 @@ def summarise(springs: list[Spring], driver: str, rss_kib: int, realtime: bool,
         "renderer": driver,
         "vmrss_kib_after": rss_kib,
         "probe_realtime": realtime,
-        "latency": {
-            "hover": spread([s.first_ms for s in by["hover"]]),
-            "leave": spread([s.first_ms for s in by["leave"]]),
-            "key_open": spread([s.first_ms for s in by["key open"]]),
-            "key_close": spread([s.first_ms for s in by["key close"]]),
-        },
+        "latency": {trigger.replace(" ", "_"): spread([s.first_ms for s in springs_of])
+                    for trigger, springs_of in by.items()},
         "open": spring_figures(by["hover"] + by["key open"], late),
         "close": spring_figures(by["leave"] + by["key close"], late),
     }
 
 
-def ratios(app: dict, reference: dict) -> dict:
-    def of(numerator: float | None, denominator: float | None) -> float | None:
-        if numerator is None or denominator is None:
-            return None
-        return ratio(numerator, denominator)
-
-    hover = app["latency"]["hover"]["median_ms"]
-    return {
-        "hover_latency_less_delay": of(None if hover is None else hover - HOVER_DELAY_MS,
-                                       reference["latency"]["hover"]["median_ms"]),
-        "key_open_latency": of(app["latency"]["key_open"]["median_ms"],
-                               reference["latency"]["key_open"]["median_ms"]),
-        "key_close_latency": of(app["latency"]["key_close"]["median_ms"],
-                                reference["latency"]["key_close"]["median_ms"]),
-        "open_interval_median": of(app["open"]["interval"]["median_ms"],
-                                   reference["open"]["interval"]["median_ms"]),
-        "open_interval_p95": of(app["open"]["interval"]["p95_ms"],
-                                reference["open"]["interval"]["p95_ms"]),
-        "close_interval_median": of(app["close"]["interval"]["median_ms"],
-                                    reference["close"]["interval"]["median_ms"]),
-        "close_interval_p95": of(app["close"]["interval"]["p95_ms"],
-                                 reference["close"]["interval"]["p95_ms"]),
-    }
-
-
-def ms(value: float | None) -> str:
-    return "n/a" if value is None else f"{value:.1f}"
-
-
 def report(desktop_label: str, runs: dict, args: argparse.Namespace) -> None:
     print(f"Latency to the first frame on screen that shows the panel moving, {desktop_label}, "
-          f"{args.cycles} cycle(s) per program ({args.warmups} warm-up cycle(s) not counted; p95 "
-          f"is the nearest rank, the maximum for fewer than 20 cycles)")
-    rows = []
-    frame = f"{FRAME_MS:.1f}"
-    # The app's own delays come before its frame; the reference has none.
-    triggers = [("hover", "pointer on sensor", f"{HOVER_DELAY_MS:.0f}+{frame}"),
-                ("key_open", "Alt+N, opening", frame),
-                ("key_close", "Alt+N, closing", frame),
-                ("leave", "pointer leaves", f"{CLOSE_DELAY_MS:.0f}+{frame}")]
-    for backend, figures in runs.items():
-        for key, label, target in triggers:
-            for program in ("tallowfern", "reference"):
-                values = figures[program]["latency"][key]
-                rows.append([backend, program, label, ms(values["median_ms"]),
-                             ms(values["p95_ms"]), ms(values["max_ms"]),
-                             target if program == "tallowfern" else frame])
+          f"{cycles_note(args)}")
+    triggers = latency_triggers([("key_open", "Alt+N, opening"),
+                                 ("key_close", "Alt+N, closing")])
     print(table(["backend", "program", "from", "median ms", "p95 ms", "max ms", "target ms"],
-                rows))
+                latency_rows(runs, triggers)))
     print()
-    print(f"Frames on screen during the springs, medians per spring and intervals of all of them "
-          f"(the springs settle in: open {OPEN_SPRING_MS:.0f} ms, the app's content 60 ms later; "
-          f"close {CLOSE_SPRING_MS:.0f} ms); 'late' = intervals over {args.late:.0f} ms")
-    rows = []
-    for backend, figures in runs.items():
-        for spring in ("open", "close"):
-            for program in ("tallowfern", "reference"):
-                f = figures[program][spring]
-                rows.append([backend, program, spring, f"{f['frames']['median']:.0f}",
-                             ms(f["duration"]["median_ms"]), ms(f["interval"]["median_ms"]),
-                             ms(f["interval"]["p95_ms"]), ms(f["interval"]["max_ms"]),
-                             f"{f['late']}/{f['interval']['n']}",
-                             f"{f['late_springs']}/{f['springs']}"])
-    print(table(["backend", "program", "spring", "frames", "duration ms", "interval median",
-                 "p95", "max", "late", "springs with late"], rows))
+    print_springs(runs, "backend", args.late)
     print()
     for backend, figures in runs.items():
-        r = figures["ratios"]
         app = figures["tallowfern"]
         print(f"{backend}: tallowfern draws with {app['renderer']}, VmRSS "
               f"{app['vmrss_kib_after'] / 1024:.0f} MiB after the cycles; reference with "
               f"{figures['reference']['renderer']}")
-        print(f"  ratios tallowfern/reference (medians; hover less the {HOVER_DELAY_MS:.0f} ms "
-              f"delay): hover {format_ratio(r['hover_latency_less_delay'])}, Alt+N open "
-              f"{format_ratio(r['key_open_latency'])}, Alt+N close "
-              f"{format_ratio(r['key_close_latency'])}; frame interval open "
-              f"{format_ratio(r['open_interval_median'])} (p95 "
-              f"{format_ratio(r['open_interval_p95'])}), close "
-              f"{format_ratio(r['close_interval_median'])} (p95 "
-              f"{format_ratio(r['close_interval_p95'])})")
+        r = figures["ratios"]
+        print("  " + ratios_line(r, f"Alt+N open {format_ratio(r['key_open_latency'])}, Alt+N "
+                                    f"close {format_ratio(r['key_close_latency'])}"))
     print(flush=True)
 
 
@@ -487,45 +353,33 @@ def main() -> int:
                         help="the probe (default: BUILD_DIR/bench/bench_open_probe)")
     parser.add_argument("--reference", type=Path,
                         help="the reference panel (default: BUILD_DIR/bench/bench_reference_panel)")
-    parser.add_argument("--cycles", type=int, default=10, metavar="N",
-                        help="measured cycles per program and backend (default: 10)")
-    parser.add_argument("--warmups", type=int, default=1, metavar="N",
-                        help="unmeasured cycles first in each launch (default: 1)")
+    add_cycle_arguments(parser, "program and backend")
     parser.add_argument("--backends", default="software,opengl",
                         help="comma-separated, of " + ", ".join(BACKENDS) +
                              " (default: %(default)s)")
     parser.add_argument("--compositing", choices=("off", "on", "both"),
                         help="without xcompmgr, with it, or both one after the other (default: "
                              "off, or on with --compositor)")
-    parser.add_argument("--quiet", type=float, default=200.0, metavar="MS",
-                        help="a spring's frames have ended when none came for this long "
-                             "(default: 200)")
     parser.add_argument("--merge", type=float, default=5.0, metavar="MS",
                         help="damage this soon after a frame's first is part of it (default: 5)")
-    parser.add_argument("--late", type=float, default=25.0, metavar="MS",
-                        help="a frame interval over this counts as late (default: 25)")
     parser.add_argument("--trace", type=argparse.FileType("w"), metavar="FILE",
                         help="write every line of the probe to FILE, after the desktop, backend "
                              "and program; a cycle's steps show as 'mark' lines")
-    parser.add_argument("--timeout", type=float, default=10.0, metavar="SECONDS",
-                        help="give up when an event or a frame does not come within this "
-                             "(default: 10)")
     args = parser.parse_args()
     backends = [name.strip() for name in args.backends.split(",") if name.strip()]
     unknown = [name for name in backends if name not in BACKENDS]
     if unknown or not backends:
         parser.error(f"--backends: unknown {', '.join(unknown) or 'empty list'}")
-    if args.cycles < 1 or args.warmups < 0 or args.quiet <= 0 or args.merge < 0:
-        parser.error("--cycles must be at least 1, --warmups not negative, --quiet positive")
+    check_cycle_arguments(parser, args)
+    if args.merge < 0:
+        parser.error("--merge must not be negative")
     modes = {"off": [False], "on": [True], "both": [False, True]}[
         args.compositing or ("on" if args.compositor else "off")]
     resolve_programs(args)
     build = args.build_dir
     args.open_probe = (args.open_probe or build / "bench" / "bench_open_probe").resolve()
     args.reference = (args.reference or build / "bench" / "bench_reference_panel").resolve()
-    for program in (args.open_probe, args.reference):
-        if not os.access(program, os.X_OK):
-            raise BenchError(f"{program} is not an executable; build it first or pass its path")
+    check_executables(args.open_probe, args.reference)
 
     app = Program("tallowfern", args.app, SENSOR_TITLE)
     reference = Program("reference", args.reference, REFERENCE_SENSOR_TITLE)
@@ -551,16 +405,15 @@ def main() -> int:
                 for program, sensor, panel in order:
                     run[program.label] = measure_program(desktop, program, sensor, panel,
                                                          backend, args)
-                run["ratios"] = ratios(run["tallowfern"], run["reference"])
+                run["ratios"] = ratios(run["tallowfern"], run["reference"],
+                                       ("key_open", "key_close"))
                 run["environment"] = env
                 runs[backend] = run
             report(label, runs, args)
         figures["desktops"]["xcompmgr" if composited else "plain"] = {
             "desktop": label, "load_average_before": load, "backends": runs}
     figures["setup"] = {"app": str(args.app), "reference": str(args.reference),
-                        "cycles": args.cycles, "warmups": args.warmups, "quiet_ms": args.quiet,
-                        "merge_ms": args.merge, "open_spring_ms": OPEN_SPRING_MS,
-                        "close_spring_ms": CLOSE_SPRING_MS, "hover_delay_ms": HOVER_DELAY_MS}
+                        "merge_ms": args.merge, **cycle_setup(args)}
     write_json(args, {"open": figures})
     return 0
 

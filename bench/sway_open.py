@@ -357,18 +357,21 @@ HERE = Path(__file__).resolve().parent
 sys.path.insert(0, str(HERE))
 sys.path.insert(0, str(HERE.parent / "tests" / "wayland"))
 
+import openbench  # noqa: E402
 import sway  # noqa: E402
 import waylandtest  # noqa: E402
-from desktop_common import BenchError, format_ratio, ratio, table, write_json  # noqa: E402
-from desktop_open import (CLOSE_DELAY_MS, CLOSE_SPRING_MS, FRAME_MS, HOVER_DELAY_MS,  # noqa: E402
-                          OPEN_SPRING_MS, percentile, spread)
+from desktop_common import (BenchError, check_executables, end_process, format_ratio,  # noqa: E402
+                            table, write_json)
+from openbench import (NOTCH_HEIGHT, OPEN_HEIGHT, PROGRAMS, REFERENCE_PANEL_TITLE,  # noqa: E402
+                       REFERENCE_SENSOR_TITLE, FrameWatch, add_cycle_arguments,
+                       check_cycle_arguments, cycle_setup, cycles_note, latency_rows,
+                       latency_triggers, ms, percentile, print_springs, ratios, ratios_line,
+                       spread)
 
 WIDTH, HEIGHT = sway.WIDTH, sway.HEIGHT
 CENTRE = WIDTH // 2
 # The app's layer surfaces and the reference's windows alike: the notch 24 high at the top
 # centre, the open panel 780 x 380, the panel's window 860 x 420 with room for its shadow.
-NOTCH_HEIGHT = 24
-OPEN_HEIGHT = 380
 PANEL_AREA = (CENTRE - 430, 0, 860, 420)
 # What the probe copies: the panel's left half, where the pointer's cursor never is.
 COPIED_AREA = (CENTRE - 430, 0, 430, 420)
@@ -389,8 +392,6 @@ AWAY = (CENTRE, 700)
 APP_BUS = (waylandtest.BUS_NAME, waylandtest.OBJECT_PATH, waylandtest.INTERFACE)
 REFERENCE_BUS = ("io.tallowfern.BenchReference", "/io/tallowfern/BenchReference",
                  "io.tallowfern.BenchReference")
-REFERENCE_SENSOR_TITLE = "Tallowfern Bench Sensor"
-REFERENCE_PANEL_TITLE = "Tallowfern Bench Panel"
 RECORDER_TITLE = "click recorder"
 
 TRIGGERS = ("hover", "leave", "binding open", "binding close", "bus open", "bus close")
@@ -482,26 +483,15 @@ class Helper:
         return line
 
     def stop(self) -> None:
-        if self.process.poll() is None:
-            try:
-                self.process.stdin.close()
-            except OSError:
-                pass
-            self.process.terminate()
-            try:
-                self.process.wait(5)
-            except subprocess.TimeoutExpired:
-                self.process.kill()
-                self.process.wait()
+        end_process(self.process, terminate=True)
 
 
-class Screen:
+class Screen(FrameWatch):
     """The screen probe's frames, and the waits a cycle needs."""
 
     def __init__(self, probe: Helper, quiet_ms: float, timeout: float):
+        super().__init__(quiet_ms, timeout)
         self.probe = probe
-        self.quiet_ms = quiet_ms
-        self.timeout = timeout
         self.pixels: list[str] | None = None  # as the last frame left them
         self.checksum = ""
 
@@ -515,13 +505,6 @@ class Screen:
         self.pixels = frame.pixels
         self.checksum = frame.checksum
         return frame
-
-    def settle(self) -> None:
-        deadline = time.monotonic() + self.timeout
-        while self.next(self.quiet_ms / 1000) is not None:
-            if time.monotonic() > deadline:
-                raise BenchError(f"the screen never stood still for {self.quiet_ms:.0f} ms "
-                                 f"within {self.timeout:.0f} s")
 
     def wait_pixels(self, check, what: str, nudge=None) -> None:
         """Until the pixels pass check; `nudge` makes the screen draw when nothing else does."""
@@ -539,16 +522,7 @@ class Screen:
         (whose checksum was `checksum`)."""
         shown: list[Frame] = []
         changed: float | None = None
-        deadline = time.monotonic() + self.timeout
-        while True:
-            frame = self.next(self.quiet_ms / 1000 if shown else deadline - time.monotonic())
-            if frame is None:
-                if shown:
-                    break
-                raise BenchError(f"{trigger}: the screen did not change within "
-                                 f"{self.timeout:.0f} s")
-            if frame.at < since:
-                continue
+        for frame in self.spring_events(trigger, since, shown):
             if changed is None and frame.checksum != checksum:
                 changed = frame.at
             if shown:
@@ -834,7 +808,7 @@ def one_cycle(run: Run, program: Program, debug: DebugLog | None) -> list[Spring
 
 
 def measure_program(run: Run, program: Program, debug: bool) -> dict:
-    session, screen = run.session, run.screen
+    screen = run.screen
     env = {"WAYLAND_DEBUG": "1"} if debug else {}
     run.vnc.move(*AWAY)
     program.start(run, env)
@@ -872,24 +846,12 @@ def measure_program(run: Run, program: Program, debug: bool) -> dict:
 
 # --- figures --------------------------------------------------------------------------------------
 
-def intervals(frames: list[float]) -> list[float]:
-    return [b - a for a, b in zip(frames, frames[1:])]
-
-
 def spring_figures(springs: list[Spring], late_ms: float) -> dict:
-    gaps = [gap for spring in springs for gap in intervals(spring.frames)]
     counts = sorted(len(spring.frames) for spring in springs)
-    return {
-        "springs": len(springs),
-        "frames": {"median": percentile(counts, 0.5), "min": counts[0], "max": counts[-1],
-                   "values": counts},
-        "duration": spread([spring.frames[-1] - spring.frames[0] for spring in springs]),
-        "interval": spread(gaps, keep=False),
-        "late": sum(1 for gap in gaps if gap > late_ms),
-        "late_springs": sum(1 for spring in springs
-                            if any(gap > late_ms for gap in intervals(spring.frames))),
-        "late_limit_ms": late_ms,
-    }
+    figures = openbench.spring_figures(springs, late_ms)
+    figures["frames"] = {"median": percentile(counts, 0.5), "min": counts[0],
+                         "max": counts[-1], "values": counts}
+    return figures
 
 
 def summarise(springs: list[Spring], late: float, log: DebugLog | None) -> dict:
@@ -929,88 +891,35 @@ def summarise(springs: list[Spring], late: float, log: DebugLog | None) -> dict:
     return figures
 
 
-def ratios(app: dict, reference: dict) -> dict:
-    def of(numerator: float | None, denominator: float | None) -> float | None:
-        if numerator is None or denominator is None:
-            return None
-        return ratio(numerator, denominator)
-
-    latency_app, latency_reference = app["latency"], reference["latency"]
-    hover = latency_app["hover"]["median_ms"]
-    figures = {"hover_latency_less_delay": of(None if hover is None else hover - HOVER_DELAY_MS,
-                                              latency_reference["hover"]["median_ms"])}
-    for key in ("binding_open", "binding_close", "bus_open", "bus_close"):
-        figures[key + "_latency"] = of(latency_app[key]["median_ms"],
-                                       latency_reference[key]["median_ms"])
-    for spring in ("open", "close"):
-        for figure in ("median", "p95"):
-            figures[f"{spring}_interval_{figure}"] = of(
-                app[spring]["interval"][f"{figure}_ms"],
-                reference[spring]["interval"][f"{figure}_ms"])
-    return figures
-
-
-def ms(value: float | None) -> str:
-    return "n/a" if value is None else f"{value:.1f}"
-
-
 def report(runs: dict, toggles: dict, args: argparse.Namespace) -> None:
-    frame = f"{FRAME_MS:.1f}"
-    labels = [("hover", "pointer on sensor", f"{HOVER_DELAY_MS:.0f}+{frame}"),
-              ("binding_open", "Alt+N binding, opening", frame),
-              ("binding_close", "Alt+N binding, closing", frame),
-              ("bus_open", "Toggle on the bus, opening", frame),
-              ("bus_close", "Toggle on the bus, closing", frame),
-              ("leave", "pointer leaves", f"{CLOSE_DELAY_MS:.0f}+{frame}")]
+    triggers = latency_triggers([("binding_open", "Alt+N binding, opening"),
+                                 ("binding_close", "Alt+N binding, closing"),
+                                 ("bus_open", "Toggle on the bus, opening"),
+                                 ("bus_close", "Toggle on the bus, closing")])
     print(f"Latency from the input to the first frame on screen that shows the panel moving, "
-          f"{args.cycles} cycle(s) per program ({args.warmups} warm-up cycle(s) not counted; p95 "
-          f"is the nearest rank, the maximum for fewer than 20 cycles)")
+          f"{cycles_note(args)}")
     print("('any change': the first frame that changed anything in the left half of the panel's "
           "area, a wider panel or new content before the edge moves)")
-    rows = []
-    for mode, figures in runs.items():
-        for key, label, target in labels:
-            for program in ("tallowfern", "reference"):
-                values = figures[program]["latency"][key]
-                change = figures[program]["first_change"][key]
-                rows.append([mode, program, label, ms(values["median_ms"]),
-                             ms(values["p95_ms"]), ms(values["max_ms"]),
-                             target if program == "tallowfern" else frame,
-                             ms(change["median_ms"]), ms(change["max_ms"])])
+
+    def any_change(figures: dict, key: str) -> list[str]:
+        change = figures["first_change"][key]
+        return [ms(change["median_ms"]), ms(change["max_ms"])]
     print(table(["WAYLAND_DEBUG", "program", "from", "median ms", "p95 ms", "max ms",
-                 "target ms", "any change median", "max"], rows))
+                 "target ms", "any change median", "max"],
+                latency_rows(runs, triggers, any_change)))
     print()
-    print(f"Frames on screen during the springs (output commits that damaged the panel's area), "
-          f"medians per spring and intervals of all of them (the springs settle in: open "
-          f"{OPEN_SPRING_MS:.0f} ms, the app's content 60 ms later; close {CLOSE_SPRING_MS:.0f} "
-          f"ms); 'late' = intervals over {args.late:.0f} ms")
-    rows = []
-    for mode, figures in runs.items():
-        for spring in ("open", "close"):
-            for program in ("tallowfern", "reference"):
-                f = figures[program][spring]
-                rows.append([mode, program, spring, f"{f['frames']['median']:.0f}",
-                             ms(f["duration"]["median_ms"]), ms(f["interval"]["median_ms"]),
-                             ms(f["interval"]["p95_ms"]), ms(f["interval"]["max_ms"]),
-                             f"{f['late']}/{f['interval']['n']}",
-                             f"{f['late_springs']}/{f['springs']}"])
-    print(table(["WAYLAND_DEBUG", "program", "spring", "frames", "duration ms",
-                 "interval median", "p95", "max", "late", "springs with late"], rows))
+    print_springs(runs, "WAYLAND_DEBUG", args.late,
+                  " (output commits that damaged the panel's area)")
     print()
     for mode, figures in runs.items():
         r = figures["ratios"]
-        print(f"WAYLAND_DEBUG {mode}: ratios tallowfern/reference (medians; hover less the "
-              f"{HOVER_DELAY_MS:.0f} ms delay): hover {format_ratio(r['hover_latency_less_delay'])}"
-              f", binding open {format_ratio(r['binding_open_latency'])}, close "
-              f"{format_ratio(r['binding_close_latency'])}; bus open "
-              f"{format_ratio(r['bus_open_latency'])}, close "
-              f"{format_ratio(r['bus_close_latency'])}; frame interval open "
-              f"{format_ratio(r['open_interval_median'])} (p95 "
-              f"{format_ratio(r['open_interval_p95'])}), close "
-              f"{format_ratio(r['close_interval_median'])} (p95 "
-              f"{format_ratio(r['close_interval_p95'])})")
+        print(f"WAYLAND_DEBUG {mode}: " + ratios_line(
+            r, f"binding open {format_ratio(r['binding_open_latency'])}, close "
+               f"{format_ratio(r['binding_close_latency'])}; bus open "
+               f"{format_ratio(r['bus_open_latency'])}, close "
+               f"{format_ratio(r['bus_close_latency'])}"))
     for mode, figures in runs.items():
-        for program in ("tallowfern", "reference"):
+        for program in PROGRAMS:
             cpu = figures[program]["cpu_ms_per_s"]
             print(f"  CPU during {program}'s cycles, WAYLAND_DEBUG {mode} (ms per second over "
                   f"{figures[program]['seconds']:.0f} s): " +
@@ -1028,8 +937,8 @@ def report(runs: dict, toggles: dict, args: argparse.Namespace) -> None:
               "the panel, and the first that carried damage; the commit of the buffer that the "
               "first frame on screen showed, and from that commit to the frame on screen")
         rows = []
-        for key, label, _ in labels:
-            for program in ("tallowfern", "reference"):
+        for key, label, _ in triggers:
+            for program in PROGRAMS:
                 step = runs["on"][program]["debug"]["steps"][key]
                 rows.append([program, label, ms(step["enter"]["median_ms"]),
                              ms(step["first_buffer"]["median_ms"]),
@@ -1039,7 +948,7 @@ def report(runs: dict, toggles: dict, args: argparse.Namespace) -> None:
                              ms(step["commit_to_screen"]["max_ms"])])
         print(table(["program", "from", "enter", "first buffer", "first damage",
                      "shown commit", "commit to screen", "max"], rows))
-        for program in ("tallowfern", "reference"):
+        for program in PROGRAMS:
             debug = runs["on"][program]["debug"]
             print(f"  {program}: {debug['lines']} WAYLAND_DEBUG lines; panel commit intervals "
                   f"open median {ms(debug['commit_interval']['open']['median_ms'])} p95 "
@@ -1061,27 +970,16 @@ def main() -> int:
     parser.add_argument("--recorder", type=Path,
                         help="the window beneath (default: "
                              "BUILD_DIR/tests/wayland/wayland_click_recorder)")
-    parser.add_argument("--cycles", type=int, default=10, metavar="N",
-                        help="measured cycles per program and mode (default: 10)")
-    parser.add_argument("--warmups", type=int, default=1, metavar="N",
-                        help="unmeasured cycles first in each launch (default: 1)")
+    add_cycle_arguments(parser, "program and mode")
     parser.add_argument("--debug", choices=("off", "on", "both"), default="both",
                         help="run the programs without WAYLAND_DEBUG, with it, or both "
                              "(default: both)")
-    parser.add_argument("--quiet", type=float, default=200.0, metavar="MS",
-                        help="a spring's frames have ended when none came for this long "
-                             "(default: 200)")
-    parser.add_argument("--late", type=float, default=25.0, metavar="MS",
-                        help="a frame interval over this counts as late (default: 25)")
-    parser.add_argument("--timeout", type=float, default=10.0, metavar="SECONDS",
-                        help="give up when a frame does not come within this (default: 10)")
     parser.add_argument("--artifacts", type=Path,
                         help="logs of sway, wayvnc, the programs and the helpers (default: a "
                              "temporary folder, removed afterwards)")
     parser.add_argument("--json", type=Path, metavar="FILE", help="also write the figures here")
     args = parser.parse_args()
-    if args.cycles < 1 or args.warmups < 0 or args.quiet <= 0:
-        parser.error("--cycles must be at least 1, --warmups not negative, --quiet positive")
+    check_cycle_arguments(parser, args)
     if os.geteuid() != 0:
         print("skipped: needs root, to run the compositor as an unprivileged user")
         return 77
@@ -1089,9 +987,7 @@ def main() -> int:
     app = (args.app or build / "tallowfern").resolve()
     reference = (args.reference or build / "bench" / "bench_reference_panel").resolve()
     recorder = (args.recorder or build / "tests" / "wayland" / "wayland_click_recorder").resolve()
-    for binary in (app, reference, recorder):
-        if not os.access(binary, os.X_OK):
-            raise BenchError(f"{binary} is not an executable; build it first or pass its path")
+    check_executables(app, reference, recorder)
     for tool in ("sway", "swaymsg", "wayvnc", "dbus-daemon", "gdbus", "setpriv", HELPER_PYTHON):
         if not shutil.which(tool):
             raise BenchError(f"{tool} is missing")
@@ -1141,7 +1037,9 @@ def main() -> int:
             for program in order:
                 waylandtest.log(f"{program.label}, WAYLAND_DEBUG {mode}")
                 run_figures[program.label] = measure_program(run, program, mode == "on")
-            run_figures["ratios"] = ratios(run_figures["tallowfern"], run_figures["reference"])
+            run_figures["ratios"] = ratios(run_figures["tallowfern"], run_figures["reference"],
+                                           ("binding_open", "binding_close", "bus_open",
+                                            "bus_close"))
             runs[mode] = run_figures
         toggles = {program.label: spread(toggle_alone(session, program.binary, args.cycles))
                    for program in programs}
@@ -1156,11 +1054,8 @@ def main() -> int:
             shutil.rmtree(artifacts, ignore_errors=True)
     write_json(args, {"sway_open": {
         "runs": runs, "toggle_alone": toggles, "load_average_before": load,
-        "setup": {"app": str(app), "reference": str(reference), "cycles": args.cycles,
-                  "warmups": args.warmups, "quiet_ms": args.quiet,
-                  "open_spring_ms": OPEN_SPRING_MS, "close_spring_ms": CLOSE_SPRING_MS,
-                  "hover_delay_ms": HOVER_DELAY_MS, "points": POINTS, "area": PANEL_AREA,
-                  "copied_area": COPIED_AREA}}})
+        "setup": {"app": str(app), "reference": str(reference), **cycle_setup(args),
+                  "points": POINTS, "area": PANEL_AREA, "copied_area": COPIED_AREA}}})
     return 0
 
 

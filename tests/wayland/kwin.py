@@ -11,7 +11,7 @@ import shutil
 import subprocess
 
 import waylandtest
-from panelsteps import GI_PYTHON, HEIGHT, WIDTH, LineInput, write_png
+from panelsteps import GI_PYTHON, HEIGHT, WIDTH, Compositor, LineInput, write_png
 from waylandtest import StepFailed, log, wait_for
 
 # Runs as the session's user under the system Python (which has PyGObject): ScreenShot2 writes
@@ -69,20 +69,14 @@ sys.stdout.buffer.write(bytes(out))
 '''
 
 
-class KWin:
+class KWin(Compositor):
     """kwin_wayland on its virtual backend with one 1920x1080 output and XWayland, run as the
     session's user with the session's private bus."""
 
-    def __init__(self, session):
-        self.session = session
-        self.process = None
-        self.wayland_display = "wayland-tallowfern-kwin-%d" % os.getpid()
-        self.x_display = None
-        self.input = None
+    name = "kwin"
 
-    @property
-    def log_path(self):
-        return os.path.join(self.session.artifacts_dir, "kwin.log")
+    def __init__(self, session):
+        super().__init__(session, "wayland-tallowfern-kwin-%d" % os.getpid())
 
     def install_kwin(self):
         """A copy without the file capability Debian gives kwin_wayland: the kernel refuses to
@@ -95,17 +89,14 @@ class KWin:
 
     def start(self):
         session = self.session
-        if not session.bus_address:
-            session.start_bus()
         environment_file = os.path.join(session.runtime, "kwin-environment")
         # KWin starts this once its Wayland socket and XWayland are up; what it sees is what
         # programs in this session see.
         report = waylandtest.environment_reporter(environment_file, then="exec sleep infinity")
-        self.process = session.spawn_logged(
+        self.spawn(
             [self.install_kwin(), "--virtual", "--xwayland", "--width", str(WIDTH),
              "--height", str(HEIGHT), "--socket", self.wayland_display, "--no-lockscreen",
              report],
-            "kwin.log",
             env={"KWIN_WAYLAND_NO_PERMISSION_CHECKS": "1",
                  "KWIN_SCREENSHOT_NO_PERMISSION_CHECKS": "1",
                  "XDG_SESSION_TYPE": "wayland", "XDG_CURRENT_DESKTOP": "KDE",
@@ -117,17 +108,10 @@ class KWin:
         if values.get("WAYLAND_DISPLAY") != self.wayland_display:
             raise StepFailed("KWin gave its children WAYLAND_DISPLAY=%s"
                              % values.get("WAYLAND_DISPLAY"))
-        wait_for(lambda: self._on_bus("org.kde.KWin.ScreenShot2"),
+        wait_for(lambda: session.name_on_bus("org.kde.KWin.ScreenShot2"),
                  "org.kde.KWin.ScreenShot2 on the session bus")
         log("KWin up: WAYLAND_DISPLAY=%s DISPLAY=%s" % (self.wayland_display, self.x_display))
         return self
-
-    def _on_bus(self, name):
-        out = self.session.run(
-            ["gdbus", "call", "--session", "--dest", "org.freedesktop.DBus", "--object-path",
-             "/org/freedesktop/DBus", "--method", "org.freedesktop.DBus.NameHasOwner", name],
-            timeout=10)
-        return "true" in out
 
     def client_env(self):
         """What a program started in this Plasma session sees."""
@@ -143,19 +127,14 @@ class KWin:
         return env
 
     def start_input(self, helper_binary):
-        self.input = FakeInput(self.session, helper_binary, self.client_env())
+        self.input = FakeInput(self.session, helper_binary, self.user_env())
         return self.input
-
-    def close(self):
-        if self.input:
-            self.input.close()
 
     def screenshot(self, path=None):
         """The whole output as an Image; also saved as PNG at path when given."""
         result = subprocess.run(
             self.session.user_command([GI_PYTHON, "-c", _SCREENSHOT_HELPER]),
-            env=dict(self.session.env, **{k: v for k, v in self.client_env().items() if v}),
-            cwd=self.session.home, capture_output=True, timeout=20)
+            env=self.user_env(), cwd=self.session.home, capture_output=True, timeout=20)
         if result.returncode != 0:
             raise RuntimeError("ScreenShot2: %s"
                                % result.stderr.decode(errors="replace")[-2000:])
@@ -173,9 +152,7 @@ class FakeInput(LineInput):
     def __init__(self, session, helper_binary, env):
         self.session = session
         installed = session.install_binary(helper_binary)
-        full_env = dict(session.env)
-        full_env.update({k: v for k, v in env.items() if v})
-        first = self.start_helper(session, session.user_command([installed]), full_env,
+        first = self.start_helper(session, session.user_command([installed]), env,
                                   "kwin-fake-input.log")
         if not first.startswith("ready"):
             raise StepFailed("kwin_fake_input did not start: %r" % first)

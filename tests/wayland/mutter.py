@@ -14,7 +14,7 @@ import struct
 import subprocess
 
 import waylandtest
-from panelsteps import GI_PYTHON, HEIGHT, KEY_LEFTSHIFT, WIDTH, LineInput, write_png
+from panelsteps import GI_PYTHON, HEIGHT, KEY_LEFTSHIFT, WIDTH, Compositor, LineInput, write_png
 from waylandtest import StepFailed, log, wait_for
 
 # What the recorder paints: the backdrop a composed screenshot puts the X windows on.
@@ -61,30 +61,22 @@ for line in sys.stdin:
 '''
 
 
-class Mutter:
+class Mutter(Compositor):
     """mutter on its headless backend with one 1920x1080 virtual monitor, run as the session's
     user with the session's private bus."""
 
-    def __init__(self, session):
-        self.session = session
-        self.process = None
-        self.wayland_display = "wayland-tallowfern-%d" % os.getpid()
-        self.x_display = None
-        self.xauthority = None
-        self.input = None
+    name = "mutter"
 
-    @property
-    def log_path(self):
-        return os.path.join(self.session.artifacts_dir, "mutter.log")
+    def __init__(self, session):
+        super().__init__(session, "wayland-tallowfern-%d" % os.getpid())
+        self.xauthority = None
 
     def start(self):
         session = self.session
-        if not session.bus_address:
-            session.start_bus()
-        self.process = session.spawn_logged(
+        self.spawn(
             ["mutter", "--headless", "--wayland", "--virtual-monitor",
              "%dx%d" % (WIDTH, HEIGHT), "--wayland-display", self.wayland_display,
-             "--sm-disable"], "mutter.log",
+             "--sm-disable"],
             env={"XDG_SESSION_TYPE": "wayland", "XDG_CURRENT_DESKTOP": "GNOME",
                  "WAYLAND_DISPLAY": None, "DISPLAY": None})
 
@@ -100,7 +92,7 @@ class Mutter:
             lambda: sorted(glob.glob(os.path.join(session.runtime, ".mutter-Xwaylandauth.*"))),
             "mutter's XWayland cookie")[0]
         wait_for(lambda: self._x_answers(), "XWayland %s to answer" % self.x_display)
-        wait_for(lambda: self._on_bus("org.gnome.Mutter.RemoteDesktop"),
+        wait_for(lambda: session.name_on_bus("org.gnome.Mutter.RemoteDesktop"),
                  "org.gnome.Mutter.RemoteDesktop on the session bus")
         log("mutter up: WAYLAND_DISPLAY=%s DISPLAY=%s" % (self.wayland_display, self.x_display))
         return self
@@ -108,13 +100,6 @@ class Mutter:
     def _x_answers(self):
         self.session.run(["xwininfo", "-root"], env=self.client_env(), timeout=10)
         return True
-
-    def _on_bus(self, name):
-        out = self.session.run(
-            ["gdbus", "call", "--session", "--dest", "org.freedesktop.DBus", "--object-path",
-             "/org/freedesktop/DBus", "--method", "org.freedesktop.DBus.NameHasOwner", name],
-            timeout=10)
-        return "true" in out
 
     def client_env(self):
         """What a program started in this GNOME session sees."""
@@ -133,10 +118,6 @@ class Mutter:
     def start_input(self):
         self.input = RemoteDesktopInput(self.session)
         return self.input
-
-    def close(self):
-        if self.input:
-            self.input.close()
 
     # -- XWayland's windows -----------------------------------------------------------------
 
@@ -172,8 +153,7 @@ class Mutter:
     def capture_window(self, window_id):
         data = subprocess.run(
             self.session.user_command(["xwd", "-id", window_id, "-silent"]),
-            env=dict(self.session.env, **{k: v for k, v in self.client_env().items() if v}),
-            capture_output=True, timeout=30)
+            env=self.user_env(), capture_output=True, timeout=30)
         if data.returncode != 0:
             raise RuntimeError("xwd -id %s: %s" % (
                 window_id, data.stderr.decode(errors="replace").strip()))

@@ -141,8 +141,8 @@ class Sway:
             self.vnc.close()
 
 
-class RfbClient:
-    """Just enough of RFB 3.8 to send pointer and key events."""
+class RfbClient(waylandtest.InputActions):
+    """Just enough of RFB 3.8 to send pointer and key events; keys are X keysyms."""
 
     def __init__(self, host, port):
         self.socket = socket.create_connection((host, port), timeout=10)
@@ -212,32 +212,15 @@ class RfbClient:
         else:
             self.release(button)
 
-    def click(self, x, y, button=BUTTON_LEFT):
-        self.move(x, y)
-        self.press(button)
-        self.release(button)
-
     def key(self, keysym, down):
         self._send(struct.pack(">BBxxI", 4, 1 if down else 0, keysym))
 
-    def tap(self, keysym):
-        self.key(keysym, True)
-        self.key(keysym, False)
-
-    def chord(self, modifier, keysym):
-        self.key(modifier, True)
-        self.tap(keysym)
-        self.key(modifier, False)
-
     def type_text(self, text):
         for character in text:
-            code = ord(character)
             if character.isupper():
-                self.key(KEY_SHIFT_L, True)
-                self.tap(code)
-                self.key(KEY_SHIFT_L, False)
+                self.chord(KEY_SHIFT_L, ord(character))
             else:
-                self.tap(code)
+                self.tap(ord(character))
 
     def close(self):
         try:

@@ -387,14 +387,19 @@ class Session:
             return False
         raise RuntimeError("unexpected IsOpen reply " + value)
 
+    def name_on_bus(self, name):
+        """Whether something owns `name` on the session bus; raises when the bus does not
+        answer."""
+        out = self.run(["gdbus", "call", "--session", "--dest", "org.freedesktop.DBus",
+                        "--object-path", "/org/freedesktop/DBus", "--method",
+                        "org.freedesktop.DBus.NameHasOwner", name], timeout=10)
+        return "true" in out
+
     def app_on_bus(self):
         try:
-            out = self.run(["gdbus", "call", "--session", "--dest", "org.freedesktop.DBus",
-                            "--object-path", "/org/freedesktop/DBus", "--method",
-                            "org.freedesktop.DBus.NameHasOwner", BUS_NAME], timeout=10)
+            return self.name_on_bus(BUS_NAME)
         except RuntimeError:
             return False
-        return "true" in out
 
     # -- cleanup ----------------------------------------------------------------------------
 
@@ -543,6 +548,25 @@ class Image:
     def save_ppm(self, path):
         with open(path, "wb") as handle:
             handle.write(b"P6\n%d %d\n255\n" % (self.width, self.height) + bytes(self.pixels))
+
+
+class InputActions:
+    """Clicks, taps and chords on top of an input device's move(x, y), button(pressed) (the left
+    button) and key(code, pressed), in whatever key codes the device takes."""
+
+    def click(self, x, y):
+        self.move(x, y)
+        self.button(True)
+        self.button(False)
+
+    def tap(self, code):
+        self.key(code, True)
+        self.key(code, False)
+
+    def chord(self, modifier, code):
+        self.key(modifier, True)
+        self.tap(code)
+        self.key(modifier, False)
 
 
 def is_black(rgb):
