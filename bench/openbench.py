@@ -76,7 +76,7 @@ class FrameWatch:
     CLOCK_MONOTONIC ms), and the waits a cycle needs on it. Subclasses give next(timeout): the
     next event, or None when none came within the timeout."""
 
-    # What stood still, for the error when it never does.
+    # What settle()'s error says never stood still.
     still = "the screen"
 
     def __init__(self, quiet_ms: float, timeout: float):
@@ -95,9 +95,9 @@ class FrameWatch:
                                  f"within {self.timeout:.0f} s")
 
     def spring_events(self, trigger: str, since: float, shown: list):
-        """The events from `since` on, for as long as a spring lasts: `shown` is the caller's
-        list of the spring's frames, empty until it saw the first; then until nothing came for
-        the quiet time."""
+        """The events from `since` on while a spring lasts: until its first frame is in `shown`
+        (the caller's list, filled as it goes) for at most the timeout, then until nothing came
+        for the quiet time."""
         deadline = time.monotonic() + self.timeout
         while True:
             event = self.next(self.quiet_ms / 1000 if shown else deadline - time.monotonic())
