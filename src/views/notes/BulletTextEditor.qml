@@ -6,8 +6,8 @@ import Tallowfern
 // The quick note's editor: plain text that behaves like a small outliner. "- " or "* " at a
 // line's start becomes a bullet, Return continues a bullet list and ends it on an empty bullet,
 // Tab and Shift+Tab indent and outdent a bullet line, Backspace right after a bullet removes it.
-// Each of those is one undoable step, like typing. Tab belongs to the text, so Ctrl+Tab and
-// Ctrl+Shift+Tab take the keyboard on to the next or previous control.
+// Each of those is one undoable step, like typing. On a line that is not a bullet Tab types a tab
+// and Shift+Tab goes back to the previous control.
 Flickable {
     id: editor
 
@@ -75,7 +75,7 @@ Flickable {
         Accessible.role: Accessible.EditableText
         Accessible.name: "Quick note"
         Accessible.multiLine: true
-        Accessible.description: "Tab indents a bullet; Ctrl+Tab moves on"
+        Accessible.description: "Tab and Shift+Tab indent and outdent a bullet line"
 
         cursorDelegate: Rectangle {
             width: 1.5
@@ -84,15 +84,6 @@ Flickable {
         }
 
         Keys.onPressed: event => {
-            if ((event.key === Qt.Key_Tab || event.key === Qt.Key_Backtab)
-                    && (event.modifiers & Qt.ControlModifier)) {
-                const forward = event.key === Qt.Key_Tab && !(event.modifiers & Qt.ShiftModifier);
-                const next = edit.nextItemInFocusChain(forward);
-                if (next)
-                    next.forceActiveFocus(forward ? Qt.TabFocusReason : Qt.BacktabFocusReason);
-                event.accepted = true;
-                return;
-            }
             // Undo and redo are not typing: what they bring back is not converted again.
             if (event.matches(StandardKey.Undo) || event.matches(StandardKey.Redo)) {
                 editor.converting = true;
