@@ -13,8 +13,11 @@ RemoteControl::RemoteControl(NotchBehavior *behavior, NotchModel *model, BoardSt
                              QObject *parent)
     : QObject(parent), m_behavior(behavior), m_model(model), m_store(store)
 {
-    if (m_model)
-        connect(m_model, &NotchModel::isOpenChanged, this, &RemoteControl::announceOpen);
+    if (m_model) {
+        connect(m_model, &NotchModel::isOpenChanged, this,
+                [this] { announce(u"IsOpen"_qs, isOpen()); });
+        connect(m_model, &NotchModel::tabChanged, this, [this] { announce(u"Tab"_qs, tab()); });
+    }
 }
 
 RemoteControl::Claim RemoteControl::publish(QDBusConnection bus)
@@ -44,6 +47,21 @@ RemoteControl::Claim RemoteControl::publish(QDBusConnection bus)
 bool RemoteControl::isOpen() const
 {
     return m_model && m_model->isOpen();
+}
+
+QString RemoteControl::tab() const
+{
+    if (!m_model)
+        return {};
+    switch (m_model->tab()) {
+    case NotchModel::Tab::Board:
+        return u"board"_qs;
+    case NotchModel::Tab::Notes:
+        return u"notes"_qs;
+    case NotchModel::Tab::Settings:
+        return u"settings"_qs;
+    }
+    return {};
 }
 
 void RemoteControl::Open()
@@ -101,13 +119,13 @@ void RemoteControl::Quit()
                               Qt::QueuedConnection);
 }
 
-void RemoteControl::announceOpen()
+void RemoteControl::announce(const QString &property, const QVariant &value)
 {
     // Panels and scripts that follow the panel learn of it without asking.
     if (!m_bus.isConnected())
         return;
     QDBusMessage signal = QDBusMessage::createSignal(
         objectPath.toString(), u"org.freedesktop.DBus.Properties"_qs, u"PropertiesChanged"_qs);
-    signal << interfaceName.toString() << QVariantMap{{u"IsOpen"_qs, isOpen()}} << QStringList();
+    signal << interfaceName.toString() << QVariantMap{{property, value}} << QStringList();
     m_bus.send(signal);
 }

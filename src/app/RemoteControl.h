@@ -16,6 +16,8 @@ class RemoteControl : public QObject, protected QDBusContext {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "io.tallowfern.Tallowfern")
     Q_PROPERTY(bool IsOpen READ isOpen)
+    // "board", "notes" or "settings": the tab the panel shows, or shows next time it opens.
+    Q_PROPERTY(QString Tab READ tab)
 
 public:
     static constexpr QStringView serviceName = u"io.tallowfern.Tallowfern";
@@ -36,6 +38,7 @@ public:
     Claim publish(QDBusConnection bus);
 
     [[nodiscard]] bool isOpen() const;
+    [[nodiscard]] QString tab() const;
 
 public slots:
     // Opens the panel pinned, as the tray's "Open Tallowfern" does.
@@ -53,7 +56,7 @@ public slots:
     Q_SCRIPTABLE void Quit();
 
 private:
-    void announceOpen();
+    void announce(const QString &property, const QVariant &value);
 
     QPointer<NotchBehavior> m_behavior;
     QPointer<NotchModel> m_model;

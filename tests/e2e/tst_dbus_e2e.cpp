@@ -87,6 +87,7 @@ public slots:
 private:
     void startWithUnsavableBoard();
     [[nodiscard]] QDBusMessage call(const QString &method, const QVariantList &arguments = {});
+    [[nodiscard]] QVariant busProperty(const QString &name);
     [[nodiscard]] bool isOpen();
     [[nodiscard]] qint64 ownerPid();
     [[nodiscard]] QString todayPath() const;
@@ -100,6 +101,7 @@ private:
     QString m_address;
     std::unique_ptr<TallowfernProcess> m_app;
     QList<bool> m_announced;
+    QStringList m_announcedTabs;
 };
 
 void DBusE2eTest::initTestCase()
@@ -148,6 +150,7 @@ void DBusE2eTest::init()
     QDBusConnection bus = QDBusConnection::connectToBus(m_address, u"test"_qs);
     QVERIFY2(bus.isConnected(), qPrintable(bus.lastError().message()));
     m_announced.clear();
+    m_announcedTabs.clear();
     bus.connect(Service, Path, u"org.freedesktop.DBus.Properties"_qs, u"PropertiesChanged"_qs, this,
                 SLOT(propertiesChanged(QString, QVariantMap, QStringList)));
 }
@@ -172,6 +175,8 @@ void DBusE2eTest::propertiesChanged(const QString &interface, const QVariantMap 
 {
     if (interface == Interface && changed.contains(u"IsOpen"_qs))
         m_announced.append(changed.value(u"IsOpen"_qs).toBool());
+    if (interface == Interface && changed.contains(u"Tab"_qs))
+        m_announcedTabs.append(changed.value(u"Tab"_qs).toString());
 }
 
 QDBusMessage DBusE2eTest::call(const QString &method, const QVariantList &arguments)
@@ -181,13 +186,18 @@ QDBusMessage DBusE2eTest::call(const QString &method, const QVariantList &argume
     return QDBusConnection(u"test"_qs).call(message, QDBus::Block, 20000);
 }
 
-bool DBusE2eTest::isOpen()
+QVariant DBusE2eTest::busProperty(const QString &name)
 {
     QDBusMessage message = QDBusMessage::createMethodCall(
         Service, Path, u"org.freedesktop.DBus.Properties"_qs, u"Get"_qs);
-    message.setArguments({Interface, u"IsOpen"_qs});
+    message.setArguments({Interface, name});
     const QDBusReply<QDBusVariant> reply = QDBusConnection(u"test"_qs).call(message);
-    return reply.isValid() && reply.value().variant().toBool();
+    return reply.isValid() ? reply.value().variant() : QVariant();
+}
+
+bool DBusE2eTest::isOpen()
+{
+    return busProperty(u"IsOpen"_qs).toBool();
 }
 
 qint64 DBusE2eTest::ownerPid()
@@ -286,6 +296,11 @@ void DBusE2eTest::openCloseAndToggleDriveThePanel()
     // Like the shortcut: opens pinned, then closes.
     QCOMPARE(call(u"Toggle"_qs).type(), QDBusMessage::ReplyMessage);
     QVERIFY(isOpen());
+    // The tab shown, and a switch with the panel's key.
+    QCOMPARE(busProperty(u"Tab"_qs).toString(), u"board"_qs);
+    QVERIFY(m_x.xdotool({u"key"_qs, u"ctrl+Tab"_qs}));
+    QTRY_COMPARE_WITH_TIMEOUT(m_announcedTabs, QStringList{u"notes"_qs}, 5000);
+    QCOMPARE(busProperty(u"Tab"_qs).toString(), u"notes"_qs);
     QCOMPARE(call(u"Toggle"_qs).type(), QDBusMessage::ReplyMessage);
     QVERIFY(!isOpen());
 }
