@@ -151,6 +151,56 @@ private slots:
         QCOMPARE(seen, swipes);
     }
 
+    void deviceOf_data()
+    {
+        QTest::addColumn<Device>("reported");
+        QTest::addColumn<bool>("wayland");
+        QTest::addColumn<Qt::ScrollPhase>("phase");
+        QTest::addColumn<QPoint>("pixelDelta");
+        QTest::addColumn<Device>("believed");
+
+        QTest::newRow("X11 touchpad")
+            << Device::TouchPad << false << Qt::NoScrollPhase << QPoint() << Device::TouchPad;
+        QTest::newRow("X11 mouse")
+            << Device::Mouse << false << Qt::NoScrollPhase << QPoint() << Device::Mouse;
+        QTest::newRow("X11 other")
+            << Device::Other << false << Qt::NoScrollPhase << QPoint() << Device::Other;
+        // Qt's Wayland client reports its one seat-wide device, a touchpad where the compositor
+        // offers gestures, for wheels as well.
+        QTest::newRow("Wayland wheel click on the seat's touchpad")
+            << Device::TouchPad << true << Qt::NoScrollPhase << QPoint() << Device::Mouse;
+        QTest::newRow("Wayland wheel click on a core pointer")
+            << Device::Mouse << true << Qt::NoScrollPhase << QPoint() << Device::Mouse;
+        QTest::newRow("Wayland stroke begins")
+            << Device::TouchPad << true << Qt::ScrollBegin << QPoint() << Device::TouchPad;
+        QTest::newRow("Wayland stroke")
+            << Device::Mouse << true << Qt::ScrollUpdate << QPoint(-6, 0) << Device::TouchPad;
+        QTest::newRow("Wayland continuous scrolling without a stop yet")
+            << Device::TouchPad << true << Qt::NoScrollPhase << QPoint(4, 0) << Device::TouchPad;
+    }
+    void deviceOf()
+    {
+        QFETCH(Device, reported);
+        QFETCH(bool, wayland);
+        QFETCH(Qt::ScrollPhase, phase);
+        QFETCH(QPoint, pixelDelta);
+        QFETCH(Device, believed);
+        QCOMPARE(SwipeRecognizer::deviceOf(reported, wayland, phase, pixelDelta), believed);
+    }
+
+    // Tilt-wheel clicks as Qt's Wayland client delivers them where the compositor offers
+    // gestures: on the seat's touchpad device, no phases, no pixel deltas, 120 a click.
+    void waylandWheelOnTheSeatsTouchpad()
+    {
+        SwipeRecognizer recognizer;
+        for (Sample sample : xcbTouchpad(repeated(6, 60, {-120, 0}))) {
+            QCOMPARE(sample.device, Device::TouchPad);
+            sample.device =
+                SwipeRecognizer::deviceOf(sample.device, true, sample.phase, sample.pixelDelta);
+            QVERIFY(!recognizer.feed(sample));
+        }
+    }
+
     // Natural scrolling reports the opposite sense for the same fingers.
     void naturalScrolling()
     {

@@ -386,10 +386,13 @@ bool NotchController::eventFilter(QObject *watched, QEvent *event)
         sample.time = qint64(wheel->timestamp());
         const QPointingDevice *device = wheel->pointingDevice();
         const auto type = device ? device->type() : QInputDevice::DeviceType::Unknown;
-        sample.device = type == QInputDevice::DeviceType::TouchPad
-                            ? SwipeRecognizer::Device::TouchPad
-                        : type == QInputDevice::DeviceType::Mouse ? SwipeRecognizer::Device::Mouse
-                                                                  : SwipeRecognizer::Device::Other;
+        const auto reported =
+            type == QInputDevice::DeviceType::TouchPad ? SwipeRecognizer::Device::TouchPad
+            : type == QInputDevice::DeviceType::Mouse  ? SwipeRecognizer::Device::Mouse
+                                                       : SwipeRecognizer::Device::Other;
+        sample.device =
+            SwipeRecognizer::deviceOf(reported, QGuiApplication::platformName() == u"wayland",
+                                      wheel->phase(), wheel->pixelDelta());
         sample.angleDelta = wheel->angleDelta();
         sample.pixelDelta = wheel->pixelDelta();
         sample.phase = wheel->phase();

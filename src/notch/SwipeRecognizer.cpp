@@ -10,6 +10,14 @@ void SwipeRecognizer::reset()
     m_y = 0;
 }
 
+SwipeRecognizer::Device SwipeRecognizer::deviceOf(Device reported, bool wayland,
+                                                  Qt::ScrollPhase phase, QPoint pixelDelta)
+{
+    if (!wayland)
+        return reported;
+    return phase != Qt::NoScrollPhase || !pixelDelta.isNull() ? Device::TouchPad : Device::Mouse;
+}
+
 std::optional<int> SwipeRecognizer::feed(const Sample &sample)
 {
     // Momentum is the desktop's coasting after the fingers lifted, not a gesture.

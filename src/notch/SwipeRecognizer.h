@@ -39,6 +39,14 @@ public:
     // How much more horizontal than vertical a swipe is.
     static constexpr qreal dominance = 1.5;
 
+    // The device to believe for a scroll event that Qt says came from `reported`. Qt's xcb
+    // backend names the XInput device that scrolled. Its Wayland client has one device for the
+    // whole seat, a touchpad whenever the compositor offers gestures, and hands wheel clicks to
+    // it too; there the axis source tells: a touchpad's strokes come with phases and pixel
+    // deltas, a wheel's clicks with neither.
+    [[nodiscard]] static Device deviceOf(Device reported, bool wayland, Qt::ScrollPhase phase,
+                                         QPoint pixelDelta);
+
     // +1 for a swipe towards the next tab (scroll deltas growing positive, or negative with
     // natural scrolling), -1 towards the previous one; nothing otherwise.
     std::optional<int> feed(const Sample &sample);

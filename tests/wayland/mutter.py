@@ -12,6 +12,7 @@ import os
 import re
 import struct
 import subprocess
+import time
 
 import waylandtest
 from panelsteps import GI_PYTHON, HEIGHT, KEY_LEFTSHIFT, WIDTH, Compositor, LineInput, write_png
@@ -19,6 +20,11 @@ from waylandtest import StepFailed, log, wait_for
 
 # What the recorder paints: the backdrop a composed screenshot puts the X windows on.
 RECORDER_GREY = (0x80, 0x80, 0x80)
+
+# NotifyPointerAxis's flags and NotifyPointerAxisDiscrete's axes in mutter's RemoteDesktop.
+AXIS_FINISH = 1
+AXIS_SOURCE_FINGER = 4
+AXIS_HORIZONTAL = 1
 
 # Runs as the session's user under the system Python (which has PyGObject): mutter ends a
 # RemoteDesktop session when the connection that created it goes away, so one process keeps it
@@ -50,6 +56,12 @@ for line in sys.stdin:
         elif words[0] == "button":
             call(path, SESSION, "NotifyPointerButton",
                  GLib.Variant("(ib)", (int(words[1]), words[2] == "press")))
+        elif words[0] == "axis":
+            call(path, SESSION, "NotifyPointerAxis",
+                 GLib.Variant("(ddu)", (float(words[1]), float(words[2]), int(words[3]))))
+        elif words[0] == "discrete":
+            call(path, SESSION, "NotifyPointerAxisDiscrete",
+                 GLib.Variant("(ui)", (int(words[1]), int(words[2]))))
         elif words[0] == "key":
             call(path, SESSION, "NotifyKeyboardKeycode",
                  GLib.Variant("(ub)", (int(words[1]), words[2] == "press")))
@@ -208,6 +220,19 @@ class RemoteDesktopInput(LineInput):
         if dx or dy:
             self._send("motion %d %d" % (dx, dy))
         self.position = (x, y)
+
+    def scroll(self, kind, x, y, dx, events, interval_ms):
+        """Sideways scrolling with its source, as mutter passes a touchpad's strokes (ended by
+        a finish) or a wheel's clicks on to its clients."""
+        self.move(x, y)
+        for _ in range(events):
+            if kind == "finger":
+                self._send("axis %f 0 %d" % (dx, AXIS_SOURCE_FINGER))
+            else:
+                self._send("discrete %d %d" % (AXIS_HORIZONTAL, 1 if dx > 0 else -1))
+            time.sleep(interval_ms / 1000)
+        if kind == "finger":
+            self._send("axis 0 0 %d" % (AXIS_FINISH | AXIS_SOURCE_FINGER))
 
 
 # -- pictures -------------------------------------------------------------------------------

@@ -171,6 +171,8 @@ class PanelTest:
     # the open panel, is seen leaving. XWayland loses that leave when the compositor still
     # thinks the pointer is over the notch's window beneath the panel.
     jump_is_seen = True
+    # Whether scroll() can send touchpad strokes and wheel clicks with their source.
+    can_scroll = False
     """Subclasses name the compositor, the word the app's log uses for its shell path, and start
     the compositor and its input."""
 
@@ -456,6 +458,39 @@ class PanelTest:
         self.input.tap(self.key_escape)
         self.wait_open(False)
 
+    def scroll(self, kind, x, y, dx, events, interval_ms):
+        """Scrolls sideways at x, y: `kind` "finger" is a two-finger stroke on a touchpad, ended
+        as the compositor ends one; "wheel" is clicks of a tilt wheel. None where the compositor
+        offers no way to send either with its source."""
+        return None
+
+    def tab(self):
+        value = self.session.dbus_property("Tab")
+        for name in ("board", "notes", "settings"):
+            if "'%s'" % name in value:
+                return name
+        raise StepFailed("unexpected Tab reply " + value)
+
+    def step_swipe_switches_tab(self):
+        """A two-finger stroke over the open panel switches tabs, once a stroke, as the events
+        arrive through the compositor and Qt; a tilt wheel never does."""
+        session = self.session
+        session.dbus_call("Open")
+        self.wait_open(True)
+        if self.tab() != "board":
+            raise StepFailed("the panel opened on the %s tab, not the board" % self.tab())
+        x, y = self.at([(960, 250)])[0]
+        # Scroll values grow to the right; a stroke to the left goes to the next tab.
+        self.scroll("finger", x, y, -12, 10, 12)
+        wait_for(lambda: self.tab() == "notes", "a leftward stroke to show the Notes tab")
+        self.scroll("wheel", x, y, 15, 6, 60)
+        settle(lambda: self.tab() == "notes", "the Notes tab to stay after tilt-wheel clicks",
+               hold=1.0)
+        self.scroll("finger", x, y, 12, 10, 12)
+        wait_for(lambda: self.tab() == "board", "a rightward stroke to show the board again")
+        session.dbus_call("Close")
+        self.wait_open(False)
+
     def step_dbus(self):
         session = self.session
         session.dbus_call("AddTask", "Call the bank")
@@ -497,6 +532,10 @@ class PanelTest:
                   ("click_outside_closes_pinned", self.step_click_outside_closes_pinned),
                   ("escape_closes", self.step_escape_closes)]
         steps += self.extra_steps()
+        if self.can_scroll:
+            steps.append(("swipe_switches_tab", self.step_swipe_switches_tab))
+        else:
+            log("no touchpad strokes on %s: the swipe step is left out" % self.name)
         steps += [("dbus", self.step_dbus), ("still_running", self.step_still_running)]
         return steps
 

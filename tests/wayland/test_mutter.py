@@ -28,8 +28,14 @@ class MutterTest(panelsteps.PanelTest):
     def start_compositor(self, session):
         return mutter.Mutter(session).start()
 
+    can_scroll = True
+
     def start_input(self):
         return self.compositor.start_input()
+
+    def scroll(self, kind, x, y, dx, events, interval_ms):
+        self.input.scroll(kind, x, y, dx, events, interval_ms)
+        return True
 
     def save_diagnostics(self, name):
         with open(os.path.join(self.artifacts, "failed-%s-windows.txt" % name), "w") as handle:

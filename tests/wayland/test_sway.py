@@ -3,7 +3,7 @@
 and what lands in today's board. Another program's window (the click recorder) fills the screen
 underneath, so that clicks and keys that miss the app can be seen arriving there.
 
-Usage: test_sway.py APP RECORDER [ARTIFACTS_DIR]
+Usage: test_sway.py APP RECORDER VIRTUAL_SWIPE [ARTIFACTS_DIR]
 
 One sway session for all steps, in order; a failed step is reported, leaves a screenshot and the
 logs in ARTIFACTS_DIR, and the panel is put back closed before the next step runs.
@@ -38,6 +38,7 @@ class SwayTest(panelsteps.PanelTest):
     shell_word = "layer-shell"
     key_enter = sway.KEY_RETURN
     key_escape = sway.KEY_ESCAPE
+    can_scroll = True
 
     def __init__(self, app, recorder, artifacts):
         super().__init__(app, recorder, artifacts)
@@ -63,6 +64,14 @@ class SwayTest(panelsteps.PanelTest):
     def toggle(self):
         """Alt+N through sway's binding."""
         self.input.chord(sway.KEY_ALT_L, ord("n"))
+
+    def scroll(self, kind, x, y, dx, events, interval_ms):
+        # VNC only knows wheel buttons; a virtual pointer of our own sends the axis source and
+        # stop a touchpad's strokes come with.
+        swipe = self.session.install_binary(self.helpers[0])
+        self.session.run([swipe, kind, str(x), str(y), str(dx), str(events), str(interval_ms)],
+                         env=self.sway.client_env())
+        return True
 
     # -- steps ------------------------------------------------------------------------------
 
@@ -145,9 +154,10 @@ class SwayTest(panelsteps.PanelTest):
                 ("alt_n_types_task", self.step_types_task),
                 ("escape_closes", self.step_escape_closes),
                 ("click_outside_closes_pinned", self.step_click_outside_closes_pinned),
+                ("swipe_switches_tab", self.step_swipe_switches_tab),
                 ("dbus", self.step_dbus),
                 ("still_running", self.step_still_running)]
 
 
 if __name__ == "__main__":
-    sys.exit(panelsteps.main(sys.argv, SwayTest, __doc__))
+    sys.exit(panelsteps.main(sys.argv, SwayTest, __doc__, helpers=1))
