@@ -94,8 +94,8 @@ int main(int argc, char **argv)
             zwlr_virtual_pointer_v1_axis(pointer, now_ms(), axis, wl_fixed_from_double(dx));
         } else {
             zwlr_virtual_pointer_v1_axis_source(pointer, WL_POINTER_AXIS_SOURCE_WHEEL);
-            zwlr_virtual_pointer_v1_axis_discrete(pointer, now_ms(), axis,
-                                                  wl_fixed_from_double(dx), dx < 0 ? -1 : 1);
+            zwlr_virtual_pointer_v1_axis_discrete(pointer, now_ms(), axis, wl_fixed_from_double(dx),
+                                                  dx < 0 ? -1 : 1);
         }
         zwlr_virtual_pointer_v1_frame(pointer);
         wl_display_flush(display);
