@@ -52,12 +52,7 @@ WaylandKeymap::WaylandKeymap(QObject *parent) : QObject(parent)
 
 WaylandKeymap::~WaylandKeymap()
 {
-    if (m_keyboard) {
-        if (m_seatVersion >= WL_KEYBOARD_RELEASE_SINCE_VERSION)
-            wl_keyboard_release(m_keyboard);
-        else
-            wl_keyboard_destroy(m_keyboard);
-    }
+    releaseKeyboard();
     if (m_seat) {
         if (m_seatVersion >= WL_SEAT_RELEASE_SINCE_VERSION)
             wl_seat_release(m_seat);
@@ -78,14 +73,21 @@ void WaylandKeymap::seatCapabilities(quint32 capabilities)
     if (hasKeyboard && !m_keyboard) {
         m_keyboard = wl_seat_get_keyboard(m_seat);
         wl_keyboard_add_listener(m_keyboard, &keyboardListener, this);
-    } else if (!hasKeyboard && m_keyboard) {
+    } else if (!hasKeyboard) {
         // The last keyboard went away; its keymap stays the best guess for the next one.
-        if (m_seatVersion >= WL_KEYBOARD_RELEASE_SINCE_VERSION)
-            wl_keyboard_release(m_keyboard);
-        else
-            wl_keyboard_destroy(m_keyboard);
-        m_keyboard = nullptr;
+        releaseKeyboard();
     }
+}
+
+void WaylandKeymap::releaseKeyboard()
+{
+    if (!m_keyboard)
+        return;
+    if (m_seatVersion >= WL_KEYBOARD_RELEASE_SINCE_VERSION)
+        wl_keyboard_release(m_keyboard);
+    else
+        wl_keyboard_destroy(m_keyboard);
+    m_keyboard = nullptr;
 }
 
 void WaylandKeymap::keymap(quint32 format, int fd, quint32 size)
@@ -102,6 +104,9 @@ void WaylandKeymap::keymap(quint32 format, int fd, quint32 size)
         }
     }
     close(fd);
+    // A keyboard without a keymap of its own says so; nothing to name keys by.
+    if (format == WL_KEYBOARD_KEYMAP_FORMAT_NO_KEYMAP)
+        return;
     if (text.isEmpty()) {
         qCWarning(lcPlatform,
                   "the Wayland compositor sent a keymap that cannot be read (format %u, "

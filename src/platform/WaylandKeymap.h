@@ -35,6 +35,8 @@ signals:
     void changed();
 
 private:
+    void releaseKeyboard();
+
     wl_seat *m_seat = nullptr;
     wl_keyboard *m_keyboard = nullptr;
     quint32 m_seatVersion = 0;

@@ -133,6 +133,10 @@ private slots:
         QTest::ignoreMessage(QtWarningMsg, QRegularExpression(u"keymap that cannot be read"_qs));
         WaylandKeymap::instance()->keymap(WL_KEYBOARD_KEYMAP_FORMAT_XKB_V1 + 7,
                                           memfd_create("nothing", MFD_CLOEXEC), 0);
+        // A keyboard that says it has no keymap changes nothing either, and quietly.
+        QTest::failOnWarning(QRegularExpression(u"keymap"_qs));
+        WaylandKeymap::instance()->keymap(WL_KEYBOARD_KEYMAP_FORMAT_NO_KEYMAP,
+                                          memfd_create("nothing", MFD_CLOEXEC), 0);
         QCoreApplication::processEvents();
         QCOMPARE(label(), u"\u2325Y"_qs);
     }
