@@ -167,6 +167,17 @@ std::unique_ptr<KeyboardLayout> KeyboardLayout::fromText(const QByteArray &keyma
     return std::unique_ptr<KeyboardLayout>(new KeyboardLayout(context, compiled, group));
 }
 
+std::unique_ptr<KeyboardLayout> KeyboardLayout::fromWayland()
+{
+    WaylandKeymap *keymap = WaylandKeymap::instance();
+    // The compositor sends its keymap some time after the first ask, and again on changes; the
+    // cached layout follows it whether or not anybody watches for changes yet.
+    static const QMetaObject::Connection follows = QObject::connect(
+        keymap, &WaylandKeymap::changed, keymap, &KeyboardLayout::invalidateCurrent);
+    Q_UNUSED(follows)
+    return fromText(keymap->text(), keymap->group());
+}
+
 const KeyboardLayout *KeyboardLayout::current()
 {
     if (!cachedCurrentValid) {
@@ -174,8 +185,7 @@ const KeyboardLayout *KeyboardLayout::current()
         if (auto *x11 = x11Application())
             layout = fromX11(x11->connection());
         else if (QGuiApplication::platformName() == u"wayland")
-            layout =
-                fromText(WaylandKeymap::instance()->text(), WaylandKeymap::instance()->group());
+            layout = fromWayland();
         if (!layout)
             layout = fromNames();
         cachedCurrent() = std::move(layout);

@@ -43,6 +43,8 @@ public:
 
 private:
     KeyboardLayout(xkb_context *context, xkb_keymap *keymap, quint32 layoutIndex);
+    // The Wayland compositor's keymap; null until it has sent one. Main thread only.
+    [[nodiscard]] static std::unique_ptr<KeyboardLayout> fromWayland();
 
     xkb_context *m_context;
     xkb_keymap *m_keymap;

@@ -99,10 +99,23 @@ private slots:
             zwp_virtual_keyboard_manager_v1_destroy(m_manager);
     }
 
+    // Names asked for before anything watches for layout changes (the global shortcut asks at
+    // start-up) do not stay those of the default layout once the compositor's keymap comes.
+    void followsBeforeAnyWatcher()
+    {
+        QCOMPARE(label(), u"\u2325Z"_qs);
+        useLayouts("de");
+        QTRY_COMPARE(label(), u"\u2325Y"_qs);
+    }
+
     void anotherKeyboardsLayout()
     {
         KeyboardLayoutWatcher *watcher = KeyboardLayoutWatcher::instance();
         QSignalSpy changed(watcher, &KeyboardLayoutWatcher::layoutChanged);
+        useLayouts("us");
+        QTRY_VERIFY(changed.count() > 0);
+        QTRY_COMPARE(label(), u"\u2325Z"_qs);
+        changed.clear();
         useLayouts("de");
         QTRY_VERIFY(changed.count() > 0);
         QTRY_COMPARE(label(), u"\u2325Y"_qs);
