@@ -57,21 +57,19 @@ Listed listGlobals(wl_display *display)
     return listed;
 }
 
-// Binds a listed global on the default queue, which Qt dispatches on the main thread: nothing
-// dispatches the new object's events before the caller, on this thread, listens to them.
-void *bindListed(wl_display *display, const Listed &listed, const wl_interface *interface,
+// Binds a listed global through `registry`, made on the default queue, which Qt dispatches on
+// the main thread: nothing dispatches the new object's events before the caller, on this thread,
+// listens to them.
+void *bindListed(wl_registry *registry, const Listed &listed, const wl_interface *interface,
                  uint32_t maxVersion, uint32_t *boundVersion = nullptr)
 {
     const auto found = listed.constFind(QByteArray(interface->name));
     if (found == listed.cend())
         return nullptr;
     const uint32_t version = std::min(found->second, maxVersion);
-    wl_registry *registry = wl_display_get_registry(display);
-    void *proxy = wl_registry_bind(registry, found->first, interface, version);
-    wl_registry_destroy(registry);
     if (boundVersion)
         *boundVersion = version;
-    return proxy;
+    return wl_registry_bind(registry, found->first, interface, version);
 }
 
 } // namespace
@@ -88,16 +86,18 @@ WaylandGlobals &WaylandGlobals::get()
         if (!g.display)
             return false;
         const Listed listed = listGlobals(g.display);
-        g.compositor = static_cast<wl_compositor *>(
-            bindListed(g.display, listed, &wl_compositor_interface, 4));
-        g.shm = static_cast<wl_shm *>(bindListed(g.display, listed, &wl_shm_interface, 1));
-        g.seat = static_cast<wl_seat *>(bindListed(g.display, listed, &wl_seat_interface, 5));
+        wl_registry *registry = wl_display_get_registry(g.display);
+        g.compositor =
+            static_cast<wl_compositor *>(bindListed(registry, listed, &wl_compositor_interface, 4));
+        g.shm = static_cast<wl_shm *>(bindListed(registry, listed, &wl_shm_interface, 1));
+        g.seat = static_cast<wl_seat *>(bindListed(registry, listed, &wl_seat_interface, 5));
         if (g.seat)
             wl_seat_add_listener(g.seat, &seatListener, &g);
-        g.viewporter = static_cast<wp_viewporter *>(
-            bindListed(g.display, listed, &wp_viewporter_interface, 1));
+        g.viewporter =
+            static_cast<wp_viewporter *>(bindListed(registry, listed, &wp_viewporter_interface, 1));
         g.layerShell = static_cast<zwlr_layer_shell_v1 *>(
-            bindListed(g.display, listed, &zwlr_layer_shell_v1_interface, 4, &g.layerShellVersion));
+            bindListed(registry, listed, &zwlr_layer_shell_v1_interface, 4, &g.layerShellVersion));
+        wl_registry_destroy(registry);
         if (!g.layerShell)
             qCWarning(lcPlatform, "the Wayland compositor offers no layer-shell");
         return true;
@@ -112,5 +112,9 @@ void *WaylandGlobals::bindAnother(const wl_interface *interface, uint32_t maxVer
     wl_display *display = get().display;
     if (!display)
         return nullptr;
-    return bindListed(display, listGlobals(display), interface, maxVersion, boundVersion);
+    const Listed listed = listGlobals(display);
+    wl_registry *registry = wl_display_get_registry(display);
+    void *proxy = bindListed(registry, listed, interface, maxVersion, boundVersion);
+    wl_registry_destroy(registry);
+    return proxy;
 }
